@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "ZMessages/ZCommEndpoint.h"
+#include "ZMessages/ZMessage.h"
+#include "ZShared/ZFactoryObject.h"
+#include "ZShared/ZLog.h"
+
+class ZCommManager;
+
+// A node's transport: subscriptions on endpoints and publication to them. Nodes see only this
+// interface, so an in-process bus and a network broker are interchangeable beneath them.
+//
+// Publication hands the message over: the transport (or the subscribers it delivers to) may keep
+// and change it, so a publisher does not touch a message after publishing it.
+class Z_EXPORT ZNodeComm : public ZShared::ZFactoryObject, public std::enable_shared_from_this<ZNodeComm> {
+    Z_FACTORY_CLASS(ZNodeComm)
+
+public:
+    // Called by the transport, on its own thread, for every message that arrives on a subscribed
+    // endpoint. It must not block: nodes only queue the message.
+    using Delivery = std::function<void(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message)>;
+    using SubscriptionId = std::uint64_t;  // 0: not subscribed
+
+    ZNodeComm();
+    ~ZNodeComm() override;
+
+    // Brings the transport up; true when messages can flow.
+    virtual bool Connect();
+    virtual void Disconnect();
+    virtual bool IsConnected() const;
+
+    virtual SubscriptionId Subscribe(const ZCommEndpoint& endpoint, Delivery delivery) = 0;
+    virtual bool Unsubscribe(SubscriptionId subscription) = 0;
+    // Delivers the message to every subscriber of the endpoint; false when it could not be sent.
+    virtual bool Publish(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) = 0;
+
+    // A deep copy through a binary stream: the copy has the message's serialized content and its
+    // sender endpoint, and nothing else of the base. Null on failure.
+    std::shared_ptr<ZMessage> CloneMessage(const std::shared_ptr<ZMessage>& message);
+
+    const std::shared_ptr<ZCommManager>& GetCommManager() const { return m_pCommManager; }
+    void SetCommManager(std::shared_ptr<ZCommManager> manager) { m_pCommManager = std::move(manager); }
+
+    const char* m_logSource = "ZNodeComm";
+    std::int32_t m_logLevel = LOGLEVEL_WARNING;
+
+protected:
+    std::shared_ptr<ZCommManager> m_pCommManager;
+};

@@ -1,0 +1,4 @@
+#include "NodeComm/ZCommManager.h"
+
+ZCommManager::ZCommManager() = default;
+ZCommManager::~ZCommManager() = default;

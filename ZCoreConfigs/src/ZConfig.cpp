@@ -1,0 +1,3 @@
+#include "ZCoreConfigs/ZConfig.h"
+
+ZConfig::~ZConfig() = default;
