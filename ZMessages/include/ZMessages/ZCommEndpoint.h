@@ -59,7 +59,7 @@ public:
         return a.m_type == b.m_type && a.m_uid == b.m_uid && a.m_name == b.m_name;
     }
     friend bool operator!=(const ZCommEndpoint& a, const ZCommEndpoint& b) { return !(a == b); }
-    friend bool operator<(const ZCommEndpoint& a, const ZCommEndpoint& b);
+    friend Z_EXPORT bool operator<(const ZCommEndpoint& a, const ZCommEndpoint& b);
 
     ZNodeUID m_uid;
     ZEndpointType m_type = EP_NULL;

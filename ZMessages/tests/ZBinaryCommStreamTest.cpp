@@ -1,0 +1,292 @@
+#include "ZMessages/ZBinaryCommStream.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "ZMessages/ZJSONCommStream.h"
+#include "ZTestKit/ZCapturingLogSink.h"
+
+namespace {
+
+const std::string kHeader("ZBIN\x01", 5);
+
+std::shared_ptr<ZCommStream> ChildWith(const ZCommStream& parent, const char* key, std::int32_t value) {
+    auto child = parent.CreateChild();
+    child->Serialize(key, value, false);
+    return child;
+}
+
+// A stream with every kind of entry, children and arrays among them.
+std::string RichData() {
+    auto stream = ZMakeShared<ZBinaryCommStream>();
+    stream->Serialize("first", 1, false);
+    stream->Serialize("u", 2u, false);
+    stream->Serialize("wide", std::int64_t{-3}, false);
+    stream->Serialize("f", 1.5f, false);
+    stream->Serialize("d", 2.5, false);
+    stream->Serialize("b", true, false);
+    stream->Serialize("s", "text", false);
+    stream->Serialize("list", ZStringList{"a", "bc"}, false);
+    auto child = ChildWith(*stream, "n", 5);
+    child->SerializeChild("g", ChildWith(*stream, "n", 6));
+    stream->SerializeChild("child", child);
+    stream->SerializeArrayElement("arr", ChildWith(*stream, "n", 7));
+    stream->SerializeArrayElement("arr", ChildWith(*stream, "n", 8));
+    stream->Serialize("last", 9, false);
+    std::string data;
+    stream->GetData(data);
+    return data;
+}
+
+// Reads every key of RichData as every type, and its children and arrays, to show that whatever
+// a stream accepted can be read without harm.
+void ReadEverything(const std::shared_ptr<ZCommStream>& stream, int depth) {
+    for (const char* key :
+         {"first", "u", "wide", "f", "d", "b", "s", "list", "child", "g", "arr", "n", "last"}) {
+        std::int32_t i32;
+        std::uint32_t u32;
+        std::int64_t i64;
+        float f;
+        double d;
+        bool b;
+        ZString s;
+        ZStringList list;
+        stream->Deserialize(key, i32);
+        stream->Deserialize(key, u32);
+        stream->Deserialize(key, i64);
+        stream->Deserialize(key, f);
+        stream->Deserialize(key, d);
+        stream->Deserialize(key, b);
+        stream->Deserialize(key, s);
+        stream->Deserialize(key, list);
+        stream->HasKey(key);
+        if (depth > 3) {
+            continue;
+        }
+        std::shared_ptr<ZCommStream> child;
+        if (stream->DeserializeChild(key, child)) {
+            ReadEverything(child, depth + 1);
+        }
+        std::shared_ptr<void> cursor;
+        while (stream->DeserializeArrayElement(key, child, cursor)) {
+            ReadEverything(child, depth + 1);
+        }
+    }
+}
+
+TEST(ZBinaryCommStreamTest, WritesNumbersByDefaultUnderItsHeader) {
+    ZBinaryCommStream sut;
+    std::string data;
+
+    EXPECT_TRUE(sut.GetData(data));
+
+    EXPECT_FALSE(sut.m_bEnumsAsText);
+    EXPECT_STREQ(sut.m_logSource, "ZBinaryCommStream");
+    EXPECT_EQ(data, kHeader);
+    EXPECT_TRUE(sut.SetData(data.data(), data.size()));
+}
+
+TEST(ZBinaryCommStreamTest, LaysOutEntriesAsTypeKeyAndLittleEndianValue) {
+    ZBinaryCommStream sut;
+    sut.Serialize("k", 0x01020304, false);
+    sut.Serialize("s", "ab", false);
+    std::string data;
+
+    sut.GetData(data);
+
+    EXPECT_EQ(data, kHeader + std::string("\x01\x01\x00k\x04\x03\x02\x01", 8) +
+                        std::string("\x07\x01\x00s\x02\x00\x00\x00"
+                                    "ab",
+                                    10));
+}
+
+TEST(ZBinaryCommStreamTest, RefusesDataWithoutItsHeader) {
+    const std::string text = "hello world, not a stream";
+    const std::string otherVersion = std::string("ZBIN\x02", 5);
+    ZBinaryCommStream sut;
+    ZScopedLogCapture capture;
+
+    EXPECT_FALSE(sut.SetData(text.data(), text.size()));
+    EXPECT_FALSE(sut.SetData(otherVersion.data(), otherVersion.size()));
+    EXPECT_FALSE(sut.SetData(kHeader.data(), 4));
+
+    EXPECT_EQ(capture->Count("not a binary stream", LOGLEVEL_ERROR), 2u);
+    EXPECT_EQ(capture->Count("version 2 is not supported", LOGLEVEL_ERROR), 1u);
+    EXPECT_EQ(capture->Records().size(), 3u);
+}
+
+TEST(ZBinaryCommStreamTest, RefusesMalformedEntriesNamingTheByte) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {std::string("\x63\x01\x00k", 4), "byte 5: unknown entry type"},
+        {std::string("\x06\x01\x00k\x02", 5), "byte 5: bool that is neither 0 nor 1"},
+        {std::string("\x01\x05\x00k", 4), "byte 5: key runs past the end"},
+        {std::string("\x07\x01\x00s\xff\x00\x00\x00", 8), "byte 5: value runs past the end"},
+        {std::string("\x08\x01\x00l\x04\x00\x00\x00\x02\x00\x00\x00", 12), "string list count larger"},
+        {std::string("\x09\x01\x00"
+                     "c\x04\x00\x00\x00\x63\x00\x00\x00",
+                     12),
+         "byte 13: unknown entry type"},
+    };
+    for (const auto& [body, problem] : cases) {
+        const std::string data = kHeader + body;
+        ZBinaryCommStream sut;
+        ZScopedLogCapture capture;
+
+        EXPECT_FALSE(sut.SetData(data.data(), data.size())) << problem;
+
+        EXPECT_EQ(capture->Count(problem, LOGLEVEL_ERROR), 1u) << problem;
+        EXPECT_EQ(capture->Records().size(), 1u) << problem;
+    }
+}
+
+TEST(ZBinaryCommStreamTest, EveryPrefixIsRefusedOrReadSafely) {
+    const std::string data = RichData();
+    std::size_t accepted = 0;
+
+    for (std::size_t length = 0; length < data.size(); ++length) {
+        auto sut = ZMakeShared<ZBinaryCommStream>();
+        ZScopedLogCapture capture;
+
+        if (sut->SetData(data.data(), length)) {
+            ++accepted;
+            std::string again;
+            sut->GetData(again);
+            EXPECT_EQ(again, data.substr(0, length));
+            ReadEverything(sut, 0);
+        } else {
+            EXPECT_EQ(capture->Records().size(), 1u) << length;
+            EXPECT_FALSE(sut->HasKey("first")) << length;
+        }
+    }
+
+    EXPECT_EQ(accepted, 12u);  // the header alone, then after each of the 12 entries but the last
+}
+
+TEST(ZBinaryCommStreamTest, CorruptedBytesAreRefusedOrReadSafely) {
+    const std::string original = RichData();
+    for (std::size_t at = 0; at < original.size(); ++at) {
+        for (const unsigned char flip : {0x01, 0x80, 0xff}) {
+            std::string data = original;
+            data[at] = static_cast<char>(static_cast<unsigned char>(data[at]) ^ flip);
+            auto sut = ZMakeShared<ZBinaryCommStream>();
+            ZScopedLogCapture capture;
+
+            if (sut->SetData(data.data(), data.size())) {
+                ReadEverything(sut, 0);
+                std::string again;
+                sut->GetData(again);
+                EXPECT_EQ(again, data);
+            } else {
+                EXPECT_EQ(capture->Records().size(), 1u) << at;
+            }
+        }
+    }
+}
+
+TEST(ZBinaryCommStreamTest, ChildrenNestUpToTheLimit) {
+    const auto nested = [](int levels) {
+        std::shared_ptr<ZCommStream> stream = ZMakeShared<ZBinaryCommStream>();
+        stream->Serialize("leaf", 1, false);
+        for (int i = 0; i < levels; ++i) {
+            auto parent = stream->CreateChild();
+            parent->SerializeChild("c", stream);
+            stream = parent;
+        }
+        std::string data;
+        stream->GetData(data);
+        return data;
+    };
+    const std::string deepest = nested(ZBinaryCommStream::kMaxNesting);
+    const std::string tooDeep = nested(ZBinaryCommStream::kMaxNesting + 1);
+    auto sut = ZMakeShared<ZBinaryCommStream>();
+    ZScopedLogCapture capture;
+
+    EXPECT_FALSE(sut->SetData(tooDeep.data(), tooDeep.size()));
+    ASSERT_TRUE(sut->SetData(deepest.data(), deepest.size()));
+
+    std::shared_ptr<ZCommStream> level = sut;
+    for (int i = 0; i < ZBinaryCommStream::kMaxNesting; ++i) {
+        std::shared_ptr<ZCommStream> child;
+        ASSERT_TRUE(level->DeserializeChild("c", child)) << i;
+        level = child;
+    }
+    std::int32_t leaf = 0;
+    EXPECT_TRUE(level->Deserialize("leaf", leaf));
+    EXPECT_EQ(leaf, 1);
+    EXPECT_EQ(capture->Count("children nest too deep", LOGLEVEL_ERROR), 1u);
+}
+
+TEST(ZBinaryCommStreamTest, LargeStreamsReadAndReplaceEveryKey) {
+    constexpr std::int32_t kCount = 10000;
+    auto sut = ZMakeShared<ZBinaryCommStream>();
+    for (std::int32_t i = 0; i < kCount; ++i) {
+        sut->Serialize(("key" + std::to_string(i)).c_str(), i, false);
+        sut->SerializeArrayElement("nodes", ChildWith(*sut, "n", i));
+    }
+    sut->Serialize("key5000", "replaced", false);
+
+    std::int32_t wrong = 0;
+    std::shared_ptr<void> cursor;
+    std::shared_ptr<ZCommStream> node;
+    for (std::int32_t i = 0; i < kCount; ++i) {
+        std::int32_t value = -1, n = -1;
+        if (i != 5000 && (!sut->Deserialize(("key" + std::to_string(i)).c_str(), value) || value != i)) {
+            ++wrong;
+        }
+        if (!sut->DeserializeArrayElement("nodes", node, cursor) || !node->Deserialize("n", n) || n != i) {
+            ++wrong;
+        }
+    }
+    ZString replaced;
+    EXPECT_EQ(wrong, 0);
+    EXPECT_TRUE(sut->Deserialize("key5000", replaced));
+    EXPECT_EQ(replaced, "replaced");
+    EXPECT_FALSE(sut->DeserializeArrayElement("nodes", node, cursor));
+}
+
+TEST(ZBinaryCommStreamTest, ACursorWorksOnlyWithItsStreamAndContent) {
+    auto sut = ZMakeShared<ZBinaryCommStream>();
+    sut->SerializeArrayElement("arr", ChildWith(*sut, "n", 1));
+    sut->SerializeArrayElement("arr", ChildWith(*sut, "n", 2));
+    auto other = ZMakeShared<ZBinaryCommStream>();
+    other->SerializeArrayElement("arr", ChildWith(*sut, "n", 1));
+    std::shared_ptr<void> cursor;
+    std::shared_ptr<ZCommStream> child;
+    ASSERT_TRUE(sut->DeserializeArrayElement("arr", child, cursor));
+    ZScopedLogCapture capture;
+
+    EXPECT_FALSE(other->DeserializeArrayElement("arr", child, cursor));
+    sut->Serialize("arr", 5, false);
+    EXPECT_FALSE(sut->DeserializeArrayElement("arr", child, cursor));
+
+    EXPECT_EQ(capture->Count("array cursor", LOGLEVEL_ERROR), 2u);
+}
+
+TEST(ZBinaryCommStreamTest, ChildrenOfAnotherKindAreRefused) {
+    ZBinaryCommStream sut;
+    ZScopedLogCapture capture;
+
+    EXPECT_FALSE(sut.SerializeChild("child", ZMakeShared<ZJSONCommStream>()));
+    EXPECT_FALSE(sut.SerializeArrayElement("array", ZMakeShared<ZJSONCommStream>()));
+
+    EXPECT_FALSE(sut.HasKey("child"));
+    EXPECT_EQ(capture->Count("<ZJSONCommStream>", LOGLEVEL_ERROR), 2u);
+}
+
+TEST(ZBinaryCommStreamTest, AStreamCanStoreAndReadItself) {
+    auto sut = ZMakeShared<ZBinaryCommStream>();
+    sut->Serialize("n", 1, false);
+    std::shared_ptr<ZCommStream> self = sut;
+
+    EXPECT_TRUE(sut->SerializeChild("copy", self));
+    EXPECT_TRUE(sut->SerializeArrayElement("copies", self));
+    ASSERT_TRUE(sut->DeserializeChild("copy", self));
+
+    std::int32_t n = 0;
+    EXPECT_TRUE(sut->Deserialize("n", n));
+    EXPECT_EQ(n, 1);
+    EXPECT_FALSE(sut->HasKey("copy"));
+}
+
+}  // namespace
