@@ -1,9 +1,13 @@
 // Registers the communication library's classes with the factory when the library is loaded.
 #include "NodeComm/ZNodeComm.h"
+#include "NodeComm/ZNodeCommLocal.h"
 #include "ZShared/ZFactory.h"
 
 namespace {
 struct NodeCommClasses {
-    NodeCommClasses() { ZClassRegistration<ZNodeComm>::Register("ZFactoryObject"); }
+    NodeCommClasses() {
+        ZClassRegistration<ZNodeComm>::Register("ZFactoryObject");
+        ZClassRegistration<ZNodeCommLocal>::Register("ZNodeComm");
+    }
 } g_nodeCommClasses;
 }  // namespace
