@@ -1,0 +1,179 @@
+#include "NodeBase/ZTopologyNode.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "NodeBase/ZNodeToolsMetadata.h"
+#include "NodeBase/ZTopologyEdge.h"
+#include "ZCoreConfigs/ZSystemParams.h"
+#include "ZMessages/ZJSONCommStream.h"
+#include "ZTestKit/ZCapturingLogSink.h"
+
+namespace {
+
+std::shared_ptr<ZJSONCommStream> Json(const std::string& text = "{}") {
+    auto stream = ZMakeShared<ZJSONCommStream>();
+    EXPECT_TRUE(stream->SetData(text.data(), text.size())) << text;
+    return stream;
+}
+
+std::vector<std::string> Keys(const std::shared_ptr<ZCommStream>& stream,
+                              std::initializer_list<const char*> candidates) {
+    std::vector<std::string> keys;
+    for (const char* key : candidates) {
+        if (stream->HasKey(key)) {
+            keys.emplace_back(key);
+        }
+    }
+    return keys;
+}
+
+ZTopologyNode Radar() {
+    return ZTopologyNode(ZNodeUID("Radar1"), "radar", {"r"}, "ZRadar", "front", ZNodeUID("NM1"));
+}
+
+TEST(ZTopologyNodeTest, SixArgumentConstructorAndText) {
+    ZTopologyNode sut(ZNodeUID("U"), "name", {}, "ZClass", "", ZNodeUID("M"));
+
+    EXPECT_STREQ(sut.ClassName(), "ZTopologyNode");
+    EXPECT_EQ(sut.m_className, "ZClass");
+    EXPECT_EQ(sut.m_nodeLogLevel, LOGLEVEL_NONE);
+    EXPECT_TRUE(sut.m_configFileName.empty());
+    EXPECT_EQ(sut.m_pConfig, nullptr);
+    EXPECT_EQ(sut.m_pToolsMetadata, nullptr);
+    EXPECT_EQ(sut.AsString(), ".ZClass.name(U)");  // an empty group keeps its dot
+}
+
+TEST(ZTopologyNodeTest, CopiesShareConfigAndMetadataButNotTheLogChannel) {
+    ZTopologyNode original = Radar();
+    original.m_pConfig = ZMakeShared<ZSystemParams>();
+    original.m_pToolsMetadata = ZMakeShared<ZNodeToolsMetadata>();
+    original.m_logSource = "original";
+    original.m_logLevel = 2;
+
+    ZTopologyNode copy(original);
+    ZTopologyNode assigned;
+    assigned.m_logSource = "target";
+    assigned.m_logLevel = 4;
+    assigned = original;
+
+    EXPECT_EQ(copy.m_pConfig, original.m_pConfig);
+    EXPECT_EQ(copy.m_pToolsMetadata, original.m_pToolsMetadata);
+    EXPECT_EQ(copy.AsString(), original.AsString());
+    EXPECT_EQ(copy.m_logSource, nullptr);
+    EXPECT_EQ(copy.m_logLevel, 0);
+    EXPECT_EQ(assigned.m_pConfig, original.m_pConfig);
+    EXPECT_STREQ(assigned.m_logSource, "target");
+    EXPECT_EQ(assigned.m_logLevel, 4);
+}
+
+TEST(ZTopologyNodeTest, WritesItsEightKeysInOrderWithoutConfigOrMetadata) {
+    auto stream = Json();
+
+    Radar().Serialize(stream);
+
+    std::string text;
+    stream->GetData(text);
+    std::vector<std::size_t> positions;
+    for (const char* key : {"\"name\"", "\"aliases\"", "\"group\"", "\"uid\"", "\"nodeManagerUID\"",
+                            "\"class\"", "\"logLevel\"", "\"ConfigFileName\""}) {
+        positions.push_back(text.find(key));
+        EXPECT_NE(positions.back(), std::string::npos) << key;
+    }
+    EXPECT_TRUE(std::is_sorted(positions.begin(), positions.end())) << text;
+    EXPECT_TRUE(Keys(stream, {"toolsmetadata", "config"}).empty());
+    ZTopologyNode read;
+    read.Deserialize(stream);
+    EXPECT_EQ(read.AsString(), Radar().AsString());
+}
+
+TEST(ZTopologyNodeTest, AConfigWithAFileNameGoesIntoThatFileAndComesBackFromIt) {
+    const std::string path = ::testing::TempDir() + "/radar-config.json";
+    ZTopologyNode original = Radar();
+    auto system = ZMakeShared<ZSystemParams>();
+    system->m_nodeManagerTimeoutSecs = 42;
+    original.m_pConfig = system;
+    original.m_configFileName = path.c_str();
+    auto stream = Json();
+
+    original.Serialize(stream);
+
+    EXPECT_FALSE(stream->HasKey("config"));
+    auto file = Json();
+    ASSERT_TRUE(file->SetDataFromFile(path.c_str()));
+    EXPECT_EQ(Keys(file, {"config", "name", "class"}), std::vector<std::string>{"config"});
+    ZTopologyNode sut;
+    sut.Deserialize(stream);
+    auto read = std::dynamic_pointer_cast<ZSystemParams>(sut.m_pConfig);
+    ASSERT_NE(read, nullptr);
+    EXPECT_EQ(read->m_nodeManagerTimeoutSecs, 42);
+}
+
+TEST(ZTopologyNodeTest, AbsentKeysKeepValuesExceptTheUIDs) {
+    ZTopologyNode sut = Radar();
+    auto stream = Json(R"({"group": "rear"})");
+
+    sut.Deserialize(stream);
+
+    EXPECT_EQ(sut.m_group, "rear");
+    EXPECT_EQ(sut.m_name, "radar");
+    EXPECT_EQ(sut.m_className, "ZRadar");
+    EXPECT_TRUE(sut.m_uid.IsEmpty());
+    EXPECT_TRUE(sut.m_nodeManagerUID.IsEmpty());
+    EXPECT_EQ(sut.m_nodeLogLevel, LOGLEVEL_NONE);
+    EXPECT_FALSE(sut.Deserialize(nullptr));
+}
+
+TEST(ZTopologyNodeTest, UnknownClassesUnderItsChildrenGiveNullWithOneLine) {
+    ZScopedLogCapture capture;
+    ZTopologyNode sut = Radar();
+    sut.m_pToolsMetadata = ZMakeShared<ZNodeToolsMetadata>();
+    auto stream =
+        Json(R"({"toolsmetadata": {"class": "ZNoSuchMetadata"}, "config": {"class": "ZNodeToolsMetadata"}})");
+    stream->m_logLevel = LOGLEVEL_DETAIL;
+
+    sut.Deserialize(stream);
+
+    EXPECT_EQ(sut.m_pToolsMetadata, nullptr);
+    EXPECT_EQ(sut.m_pConfig, nullptr);  // a metadata record is no configuration
+    EXPECT_EQ(capture->Count("Failed to create <ZNoSuchMetadata>!", LOGLEVEL_ERROR), 1u);
+    EXPECT_EQ(capture->Count("Failed to create <ZNodeToolsMetadata>!", LOGLEVEL_ERROR), 1u);
+    EXPECT_EQ(capture->Count("Node <radar> has NO config...", LOGLEVEL_DETAIL), 1u);
+}
+
+TEST(ZTopologyNodeTest, MissingConfigFileIsReportedAndKeepsTheOldConfig) {
+    ZScopedLogCapture capture;
+    ZTopologyNode sut = Radar();
+    auto kept = ZMakeShared<ZSystemParams>();
+    sut.m_pConfig = kept;
+    auto stream = Json(R"({"ConfigFileName": "/nonexistent/dir/config.json"})");
+
+    sut.Deserialize(stream);
+
+    EXPECT_EQ(sut.m_pConfig, kept);
+    EXPECT_EQ(capture->Count("/nonexistent/dir/config.json", LOGLEVEL_ERROR), 1u);
+}
+
+TEST(ZTopologyEdgeTest, WritesGroupsAndMetadataOnlyWhenSet) {
+    ZTopologyEdge sut(ZCommEndpoint(ZNodeUID("A"), EP_STATUS, "x"),
+                      ZCommEndpoint(ZNodeUID("B"), EP_CONTROL, "y"));
+    auto bare = Json();
+    auto grouped = Json();
+
+    sut.Serialize(bare);
+    sut.m_toGroup = "rear";
+    sut.Serialize(grouped);
+
+    const std::initializer_list<const char*> keys{"from", "to", "fromGroup", "toGroup", "toolsmetadata"};
+    EXPECT_EQ(Keys(bare, keys), (std::vector<std::string>{"from", "to"}));
+    EXPECT_EQ(Keys(grouped, keys), (std::vector<std::string>{"from", "to", "toGroup"}));
+    EXPECT_EQ(sut.AsString(), "status/A/x --> control/B/y");
+    ZTopologyEdge read;
+    read.Deserialize(grouped);
+    EXPECT_EQ(read.m_from, sut.m_from);
+    EXPECT_EQ(read.m_to, sut.m_to);
+    EXPECT_EQ(read.m_toGroup, "rear");
+}
+
+}  // namespace

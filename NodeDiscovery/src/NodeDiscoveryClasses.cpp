@@ -1,0 +1,9 @@
+// Registers the module's classes with the factory when the module is loaded.
+#include "NodeDiscovery/ZDiscoveryConfig.h"
+#include "ZShared/ZFactory.h"
+
+namespace {
+struct NodeDiscoveryClasses {
+    NodeDiscoveryClasses() { ZClassRegistration<ZDiscoveryConfig>::Register("ZConfig"); }
+} g_nodeDiscoveryClasses;
+}  // namespace
