@@ -4,18 +4,12 @@
 
 #include "NodeBase/ZNodeToolsMetadata.h"
 #include "ZMessages/ZJSONCommStream.h"
+#include "ZTestKit/ZTestStreams.h"
 
 namespace {
 
-std::shared_ptr<ZJSONCommStream> Json(const std::string& text, bool enumsAsText = true) {
-    auto stream = ZMakeShared<ZJSONCommStream>();
-    stream->m_bEnumsAsText = enumsAsText;
-    EXPECT_TRUE(stream->SetData(text.data(), text.size())) << text;
-    return stream;
-}
-
 std::string Text(const ZMessage& record, bool enumsAsText) {
-    auto stream = Json("{}", enumsAsText);
+    auto stream = ZTestJsonStream("{}", enumsAsText);
     stream->SetCompact(true);
     record.Serialize(stream);
     std::string text;
@@ -38,18 +32,18 @@ TEST(ZEdgeToolsMetadataTest, EnumsReadOnlyByExactName) {
     ZEdgeToolsMetadata sut;
     sut.m_targetPos = ZEdgeAnchorPosition::ZBOTTOM;
 
-    sut.Deserialize(Json(R"({"SourcePos": "ZTOP", "TargetPos": "ZDYNAMIC"})"));
+    sut.Deserialize(ZTestJsonStream(R"({"SourcePos": "ZTOP", "TargetPos": "ZDYNAMIC"})"));
     EXPECT_EQ(sut.m_sourcePos, ZEdgeAnchorPosition::ZTOP);
     EXPECT_EQ(sut.m_targetPos, ZEdgeAnchorPosition::ZBOTTOM);  // a type name is no position
 
-    sut.Deserialize(Json(R"({"SourcePos": "zleft"})"));
+    sut.Deserialize(ZTestJsonStream(R"({"SourcePos": "zleft"})"));
     EXPECT_EQ(sut.m_sourcePos, ZEdgeAnchorPosition::ZTOP);
 }
 
 TEST(ZEdgeToolsMetadataTest, NumbersAreStoredWithoutARangeCheckAndHaveNoName) {
     ZEdgeToolsMetadata sut;
 
-    sut.Deserialize(Json(R"({"TargetPos": 9})", false));
+    sut.Deserialize(ZTestJsonStream(R"({"TargetPos": 9})", false));
 
     EXPECT_EQ(static_cast<int>(sut.m_targetPos), 9);
     EXPECT_NE(Text(sut, true).find(R"("TargetPos":"")"), std::string::npos);
@@ -59,7 +53,7 @@ TEST(ZEdgeToolsMetadataTest, AnchorPointsThatCannotBeCreatedAreDroppedAndTheRest
     ZEdgeToolsMetadata sut;
     sut.m_anchorPoints.push_back(ZMakeShared<ZAnchorPointToolsMetadata>());
 
-    sut.Deserialize(Json(R"({"AnchorPoints": [
+    sut.Deserialize(ZTestJsonStream(R"({"AnchorPoints": [
         {"class": "ZAnchorPointToolsMetadata", "Left": 1, "Type": "ZFIXED"},
         {"class": "ZNoSuchAnchor", "Left": 2},
         {"class": "ZAnchorPointToolsMetadata", "Left": 3}]})"));
@@ -75,7 +69,7 @@ TEST(ZEdgeToolsMetadataTest, NullAnchorPointsAreNotWritten) {
     sut.m_anchorPoints = {ZMakeShared<ZAnchorPointToolsMetadata>(), nullptr,
                           ZMakeShared<ZAnchorPointToolsMetadata>()};
     sut.m_anchorPoints[2]->m_top = 5;
-    auto stream = Json("{}");
+    auto stream = ZTestJsonStream("{}");
     sut.Serialize(stream);
     ZEdgeToolsMetadata read;
 
@@ -91,7 +85,7 @@ TEST(ZEdgeToolsMetadataTest, NodeBoxKeepsWhatTheStreamDoesNotHold) {
     sut.m_editorPositionTop = 2;
     sut.m_editorSizeHeight = 4;
 
-    sut.Deserialize(Json(R"({"editorSizeWidth": 33.5})"));
+    sut.Deserialize(ZTestJsonStream(R"({"editorSizeWidth": 33.5})"));
 
     EXPECT_EQ(sut.m_editorPositionLeft, 1);
     EXPECT_EQ(sut.m_editorPositionTop, 2);

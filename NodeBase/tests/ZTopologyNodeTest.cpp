@@ -9,14 +9,9 @@
 #include "ZCoreConfigs/ZSystemParams.h"
 #include "ZMessages/ZJSONCommStream.h"
 #include "ZTestKit/ZCapturingLogSink.h"
+#include "ZTestKit/ZTestStreams.h"
 
 namespace {
-
-std::shared_ptr<ZJSONCommStream> Json(const std::string& text = "{}") {
-    auto stream = ZMakeShared<ZJSONCommStream>();
-    EXPECT_TRUE(stream->SetData(text.data(), text.size())) << text;
-    return stream;
-}
 
 std::vector<std::string> Keys(const std::shared_ptr<ZCommStream>& stream,
                               std::initializer_list<const char*> candidates) {
@@ -69,7 +64,7 @@ TEST(ZTopologyNodeTest, CopiesShareConfigAndMetadataButNotTheLogChannel) {
 }
 
 TEST(ZTopologyNodeTest, WritesItsEightKeysInOrderWithoutConfigOrMetadata) {
-    auto stream = Json();
+    auto stream = ZTestJsonStream();
 
     Radar().Serialize(stream);
 
@@ -95,12 +90,12 @@ TEST(ZTopologyNodeTest, AConfigWithAFileNameGoesIntoThatFileAndComesBackFromIt) 
     system->m_nodeManagerTimeoutSecs = 42;
     original.m_pConfig = system;
     original.m_configFileName = path.c_str();
-    auto stream = Json();
+    auto stream = ZTestJsonStream();
 
     original.Serialize(stream);
 
     EXPECT_FALSE(stream->HasKey("config"));
-    auto file = Json();
+    auto file = ZTestJsonStream();
     ASSERT_TRUE(file->SetDataFromFile(path.c_str()));
     EXPECT_EQ(Keys(file, {"config", "name", "class"}), std::vector<std::string>{"config"});
     ZTopologyNode sut;
@@ -112,7 +107,7 @@ TEST(ZTopologyNodeTest, AConfigWithAFileNameGoesIntoThatFileAndComesBackFromIt) 
 
 TEST(ZTopologyNodeTest, AbsentKeysKeepValuesExceptTheUIDs) {
     ZTopologyNode sut = Radar();
-    auto stream = Json(R"({"group": "rear"})");
+    auto stream = ZTestJsonStream(R"({"group": "rear"})");
 
     sut.Deserialize(stream);
 
@@ -129,8 +124,8 @@ TEST(ZTopologyNodeTest, UnknownClassesUnderItsChildrenGiveNullWithOneLine) {
     ZScopedLogCapture capture;
     ZTopologyNode sut = Radar();
     sut.m_pToolsMetadata = ZMakeShared<ZNodeToolsMetadata>();
-    auto stream =
-        Json(R"({"toolsmetadata": {"class": "ZNoSuchMetadata"}, "config": {"class": "ZNodeToolsMetadata"}})");
+    auto stream = ZTestJsonStream(
+        R"({"toolsmetadata": {"class": "ZNoSuchMetadata"}, "config": {"class": "ZNodeToolsMetadata"}})");
     stream->m_logLevel = LOGLEVEL_DETAIL;
 
     sut.Deserialize(stream);
@@ -147,7 +142,7 @@ TEST(ZTopologyNodeTest, MissingConfigFileIsReportedAndKeepsTheOldConfig) {
     ZTopologyNode sut = Radar();
     auto kept = ZMakeShared<ZSystemParams>();
     sut.m_pConfig = kept;
-    auto stream = Json(R"({"ConfigFileName": "/nonexistent/dir/config.json"})");
+    auto stream = ZTestJsonStream(R"({"ConfigFileName": "/nonexistent/dir/config.json"})");
 
     sut.Deserialize(stream);
 
@@ -158,8 +153,8 @@ TEST(ZTopologyNodeTest, MissingConfigFileIsReportedAndKeepsTheOldConfig) {
 TEST(ZTopologyEdgeTest, WritesGroupsAndMetadataOnlyWhenSet) {
     ZTopologyEdge sut(ZCommEndpoint(ZNodeUID("A"), EP_STATUS, "x"),
                       ZCommEndpoint(ZNodeUID("B"), EP_CONTROL, "y"));
-    auto bare = Json();
-    auto grouped = Json();
+    auto bare = ZTestJsonStream();
+    auto grouped = ZTestJsonStream();
 
     sut.Serialize(bare);
     sut.m_toGroup = "rear";

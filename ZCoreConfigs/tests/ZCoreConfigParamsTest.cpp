@@ -11,19 +11,13 @@
 #include "ZMessages/ZBinaryCommStream.h"
 #include "ZMessages/ZJSONCommStream.h"
 #include "ZTestKit/ZCapturingLogSink.h"
+#include "ZTestKit/ZTestStreams.h"
 
 namespace {
 
-std::shared_ptr<ZJSONCommStream> Json(const std::string& text, bool enumsAsText = true) {
-    auto stream = ZMakeShared<ZJSONCommStream>();
-    stream->m_bEnumsAsText = enumsAsText;
-    EXPECT_TRUE(stream->SetData(text.data(), text.size())) << text;
-    return stream;
-}
-
 TEST(ZCoreConfigParamsTest, FreshSetWritesItsDefaultsAndNoRecords) {
     ZCoreConfigParams sut;
-    auto stream = Json("{}");
+    auto stream = ZTestJsonStream("{}");
 
     sut.Serialize(stream);
 
@@ -59,7 +53,8 @@ TEST(ZCoreConfigParamsTest, RecordsRoundTripByClassThroughBothStreamKinds) {
     original.m_versionTxt = "2.151";
     original.m_shutdownWatchdogEn = false;
     for (std::shared_ptr<ZCommStream> stream :
-         {std::shared_ptr<ZCommStream>(Json("{}")), std::shared_ptr<ZCommStream>(Json("{}", false)),
+         {std::shared_ptr<ZCommStream>(ZTestJsonStream("{}")),
+          std::shared_ptr<ZCommStream>(ZTestJsonStream("{}", false)),
           std::shared_ptr<ZCommStream>(ZMakeShared<ZBinaryCommStream>())}) {
         original.Serialize(stream);
         ZCoreConfigParams sut;
@@ -87,7 +82,7 @@ TEST(ZCoreConfigParamsTest, ReadingMergesRecordsAndSkipsWhatCannotBeCreated) {
     ZCoreConfigParams sut;
     sut.SetConfig(ZMakeShared<ZAuditLogParams>());
 
-    sut.Deserialize(Json(R"({"ConfigParams": [
+    sut.Deserialize(ZTestJsonStream(R"({"ConfigParams": [
         {"class": "ZSystemParams", "NodeManagerTimeoutSecs": 5},
         {"class": "ZNoSuchParams"},
         {"class": "ZSystemParams", "NodeManagerTimeoutSecs": 7}]})"));
@@ -102,15 +97,15 @@ TEST(ZCoreConfigParamsTest, ReadingMergesRecordsAndSkipsWhatCannotBeCreated) {
 TEST(ZCoreConfigParamsTest, DeviceEnumsReadByExactNameOrByNumber) {
     ZCoreConfigParams sut;
 
-    sut.Deserialize(Json(R"({"DeviceModel": "ModelD", "DeviceType": "DEVICE_PALM"})"));
+    sut.Deserialize(ZTestJsonStream(R"({"DeviceModel": "ModelD", "DeviceType": "DEVICE_PALM"})"));
     EXPECT_EQ(sut.m_deviceModel, ModelD);
     EXPECT_EQ(sut.m_deviceType, DEVICE_PALM);
 
-    sut.Deserialize(Json(R"({"DeviceModel": "modelb", "DeviceType": 0})"));
+    sut.Deserialize(ZTestJsonStream(R"({"DeviceModel": "modelb", "DeviceType": 0})"));
     EXPECT_EQ(sut.m_deviceModel, ModelD);
     EXPECT_EQ(sut.m_deviceType, DEVICE_PALM);  // a number on a text stream is no name
 
-    sut.Deserialize(Json(R"({"DeviceModel": 3, "DeviceType": 0})", false));
+    sut.Deserialize(ZTestJsonStream(R"({"DeviceModel": 3, "DeviceType": 0})", false));
     EXPECT_EQ(sut.m_deviceModel, ModelD);
     EXPECT_EQ(sut.m_deviceType, DEVICE_CART);
 }

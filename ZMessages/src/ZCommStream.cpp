@@ -38,13 +38,13 @@ bool ZCommStream::SetDataFromFile(const char* path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {
         ZLOG(LOGLEVEL_ERROR, "Cannot read <%s>: %s", path, std::strerror(errno));
-        SetData("", 0);
+        Clear();
         return false;
     }
     const std::string data((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
     if (file.bad()) {
         ZLOG(LOGLEVEL_ERROR, "Failed reading <%s>", path);
-        SetData("", 0);
+        Clear();
         return false;
     }
     if (!SetData(data.data(), data.size())) {

@@ -398,8 +398,12 @@ bool ZJSONCommStream::GetData(std::string& data) const {
     return true;
 }
 
-bool ZJSONCommStream::SetData(const void* data, std::size_t size) {
+void ZJSONCommStream::Clear() {
     m_pDocument->m_root = ZJson::object();
+}
+
+bool ZJSONCommStream::SetData(const void* data, std::size_t size) {
+    Clear();
     if (data == nullptr || size == 0) {
         ZLOG(LOGLEVEL_ERROR, "No JSON text to read");
         return false;

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <mutex>
 #include <shared_mutex>
+#include <string_view>
 #include <unordered_map>
 
 #include "ZShared/CID.h"
@@ -23,8 +24,9 @@ struct ClassEntry {
     const ZIObjectCreator* creator = nullptr;
     std::atomic<std::int64_t> created{0};
     std::atomic<std::int64_t> failed{0};
-    std::string lastFile;
-    int lastLine = 0;
+    // Callers pass source locations as string literals, so the pointer is kept, not a copy.
+    std::atomic<const char*> lastFile{""};
+    std::atomic<int> lastLine{0};
 };
 
 // The class table. IDs are indexes + 1; 0 means "not registered". Bases may be registered after
@@ -54,7 +56,7 @@ public:
         const auto cid = static_cast<std::uint32_t>(m_entries.size() + 1);
         entry->cid = cid;
         m_entries.push_back(std::move(entry));
-        m_byName.emplace(name, cid);
+        m_byName.emplace(m_entries.back()->name, cid);
         for (auto& other : m_entries) {
             if (other->baseCid == 0 && other->baseName == name) {
                 other->baseCid = cid;
@@ -105,16 +107,16 @@ public:
     }
 
     void Track(const void* object, const char* className, const char* file, int line) {
-        std::unique_lock<std::shared_mutex> lock(m_mutex);
+        std::shared_lock<std::shared_mutex> lock(m_mutex);
         auto found = m_byName.find(className != nullptr ? className : "");
         if (found == m_byName.end()) {
-            ++m_untracked;
+            m_untracked.fetch_add(1, std::memory_order_relaxed);
             return;
         }
         auto& entry = *m_entries[found->second - 1];
         (object != nullptr ? entry.created : entry.failed).fetch_add(1, std::memory_order_relaxed);
-        entry.lastFile = file != nullptr ? file : "";
-        entry.lastLine = line;
+        entry.lastFile.store(file != nullptr ? file : "", std::memory_order_relaxed);
+        entry.lastLine.store(line, std::memory_order_relaxed);
     }
 
     std::int32_t m_logLevel = LOGLEVEL_WARNING;
@@ -124,15 +126,16 @@ private:
 
     mutable std::shared_mutex m_mutex;
     std::vector<std::unique_ptr<ClassEntry>> m_entries;
-    std::unordered_map<std::string, std::uint32_t> m_byName;
-    std::int64_t m_untracked = 0;
+    // Keys view the names held by the entries, which live as long as the registry.
+    std::unordered_map<std::string_view, std::uint32_t> m_byName;
+    std::atomic<std::int64_t> m_untracked{0};
 };
 
 template <class Made, class Fn>
 Made CreateWith(const char* className, const std::string& instanceName, Fn&& make, bool quiet = false) {
     auto& registry = Registry::Instance();
-    const ZIObjectCreator* creator =
-        registry.WithEntry(className, [](const ClassEntry* entry) { return entry ? entry->creator : nullptr; });
+    const ZIObjectCreator* creator = registry.WithEntry(
+        className, [](const ClassEntry* entry) { return entry ? entry->creator : nullptr; });
     if (creator == nullptr) {
         if (quiet) {
             return Made{};
@@ -157,10 +160,9 @@ std::uint32_t ZFactory::RegisterObjectCreator(const char* className, const char*
 }
 
 ZFactoryObject* ZFactory::Create(const char* className, const std::string& instanceName) {
-    return CreateWith<ZFactoryObject*>(className, instanceName, [](const ZIObjectCreator& creator,
-                                                                   const std::string& name) {
-        return creator.Create(name);
-    });
+    return CreateWith<ZFactoryObject*>(
+        className, instanceName,
+        [](const ZIObjectCreator& creator, const std::string& name) { return creator.Create(name); });
 }
 
 ZUniquePtr<ZFactoryObject> ZFactory::CreateUnique(const char* className, const std::string& instanceName) {
@@ -169,7 +171,8 @@ ZUniquePtr<ZFactoryObject> ZFactory::CreateUnique(const char* className, const s
         [](const ZIObjectCreator& creator, const std::string& name) { return creator.CreateUnique(name); });
 }
 
-std::shared_ptr<ZFactoryObject> ZFactory::CreateShared(const char* className, const std::string& instanceName) {
+std::shared_ptr<ZFactoryObject> ZFactory::CreateShared(const char* className,
+                                                       const std::string& instanceName) {
     return CreateWith<std::shared_ptr<ZFactoryObject>>(
         className, instanceName,
         [](const ZIObjectCreator& creator, const std::string& name) { return creator.CreateShared(name); });
@@ -177,11 +180,13 @@ std::shared_ptr<ZFactoryObject> ZFactory::CreateShared(const char* className, co
 
 std::shared_ptr<ZFactoryObject> ZFactory::TryCreateShared(const char* className) {
     return CreateWith<std::shared_ptr<ZFactoryObject>>(
-        className, {}, [](const ZIObjectCreator& creator, const std::string& name) { return creator.CreateShared(name); },
+        className, {},
+        [](const ZIObjectCreator& creator, const std::string& name) { return creator.CreateShared(name); },
         true);
 }
 
-void ZFactory::Track(const void* object, const char* className, const char* file, int line, std::size_t size) {
+void ZFactory::Track(const void* object, const char* className, const char* file, int line,
+                     std::size_t size) {
     auto& registry = Registry::Instance();
     registry.Track(object, className, file, line);
     ZLOG_WITH(registry.m_logLevel, "ZFactory", LOGLEVEL_DETAIL, "%s <%s> (%zu bytes) at %s:%d",
@@ -195,37 +200,41 @@ ZTrackStats ZFactory::GetTrackStats(const char* className) {
         if (entry != nullptr) {
             stats.created = entry->created.load();
             stats.failed = entry->failed.load();
-            stats.lastFile = entry->lastFile;
-            stats.lastLine = entry->lastLine;
+            stats.lastFile = entry->lastFile.load(std::memory_order_relaxed);
+            stats.lastLine = entry->lastLine.load(std::memory_order_relaxed);
         }
         return stats;
     });
 }
 
 std::uint32_t ZFactory::GetClassID(const char* className) {
-    return Registry::Instance().WithEntry(className,
-                                          [](const ClassEntry* entry) { return entry == nullptr ? 0u : entry->cid; });
+    return Registry::Instance().WithEntry(
+        className, [](const ClassEntry* entry) { return entry == nullptr ? 0u : entry->cid; });
 }
 
 std::string ZFactory::GetClassName(std::uint32_t cid) {
-    return Registry::Instance().WithEntry(cid, [](const ClassEntry* entry) {
-        return entry == nullptr ? std::string() : entry->name;
-    });
+    return Registry::Instance().WithEntry(
+        cid, [](const ClassEntry* entry) { return entry == nullptr ? std::string() : entry->name; });
 }
 
 std::string ZFactory::GetBaseClassName(std::uint32_t cid) {
-    return Registry::Instance().WithEntry(cid, [](const ClassEntry* entry) {
-        return entry == nullptr ? std::string() : entry->baseName;
-    });
+    return Registry::Instance().WithEntry(
+        cid, [](const ClassEntry* entry) { return entry == nullptr ? std::string() : entry->baseName; });
 }
 
-std::vector<std::string> ZFactory::GetClassNames() { return Registry::Instance().Names(); }
+std::vector<std::string> ZFactory::GetClassNames() {
+    return Registry::Instance().Names();
+}
 
-void ZFactory::SetLogLevel(std::int32_t level) { Registry::Instance().m_logLevel = level; }
+void ZFactory::SetLogLevel(std::int32_t level) {
+    Registry::Instance().m_logLevel = level;
+}
 
 namespace CID {
 
-bool IsKindOf(std::uint32_t wanted, std::uint32_t actual) { return Registry::Instance().IsKindOf(wanted, actual); }
+bool IsKindOf(std::uint32_t wanted, std::uint32_t actual) {
+    return Registry::Instance().IsKindOf(wanted, actual);
+}
 
 std::string GetIsKindOfDebugString(std::uint32_t wanted, std::uint32_t actual) {
     std::string text = "Actual Class: ";

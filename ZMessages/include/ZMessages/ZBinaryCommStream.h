@@ -61,6 +61,7 @@ public:
     bool HasKey(const char* key) const override;
     bool GetData(std::string& data) const override;
     bool SetData(const void* data, std::size_t size) override;
+    void Clear() override;
 
     static constexpr int kMaxNesting = 64;
     static constexpr std::size_t kHeaderSize = 5;
@@ -93,7 +94,6 @@ private:
     void PrepareWriteState();
     void RebuildIndex();
     void SetView(std::shared_ptr<ZString> data, std::size_t begin, std::size_t end);
-    void Clear();
     static ZBinaryCommStream* AsBinary(ZCommStream* stream);
     // The child as a binary stream, made here when it is null or of another kind.
     ZBinaryCommStream& FillableChild(std::shared_ptr<ZCommStream>& child) const;

@@ -64,6 +64,8 @@ public:
     // Replaces the whole content. Malformed data leaves the stream empty, logs one line and
     // returns false.
     virtual bool SetData(const void* data, std::size_t size) = 0;
+    // Empties the stream.
+    virtual void Clear() = 0;
 
     bool GetDataToFile(const char* path) const;
     bool SetDataFromFile(const char* path);

@@ -58,6 +58,7 @@ public:
     // Documents nested deeper than kMaxNesting brackets are refused, which bounds the recursion
     // of copying and writing them.
     bool SetData(const void* data, std::size_t size) override;
+    void Clear() override;
 
     void SetCompact(bool compact) { m_bCompact = compact; }
     bool IsCompact() const { return m_bCompact; }
