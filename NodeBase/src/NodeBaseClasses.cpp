@@ -1,9 +1,23 @@
 // Registers the node library's classes with the factory when the library is loaded.
 #include "NodeBase/ZAnchorPointToolsMetadata.h"
 #include "NodeBase/ZCommEnabledObject.h"
+#include "NodeBase/ZDiscoveryConnectMsg.h"
+#include "NodeBase/ZDiscoveryDeleteMsg.h"
+#include "NodeBase/ZDiscoveryFindNodeMsg.h"
+#include "NodeBase/ZDiscoveryFindUIDMsg.h"
+#include "NodeBase/ZDiscoveryLockUnlockMsg.h"
+#include "NodeBase/ZDiscoveryManagerMsg.h"
+#include "NodeBase/ZDiscoveryMasterNodeManagerUIDMsg.h"
+#include "NodeBase/ZDiscoveryPluginMsg.h"
+#include "NodeBase/ZDiscoveryRequestMasterNodeManagerUIDMsg.h"
+#include "NodeBase/ZDiscoveryRequestMsg.h"
+#include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
 #include "NodeBase/ZEdgeToolsMetadata.h"
 #include "NodeBase/ZNode.h"
 #include "NodeBase/ZNodeToolsMetadata.h"
+#include "NodeBase/ZNodeUIDMsg.h"
+#include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "NodeBase/ZTopologyEdge.h"
 #include "NodeBase/ZTopologyMsg.h"
 #include "NodeBase/ZTopologyNode.h"
@@ -20,6 +34,20 @@ struct NodeBaseClasses {
         ZClassRegistration<ZTopologyNode>::Register("ZMessage");
         ZClassRegistration<ZTopologyEdge>::Register("ZMessage");
         ZClassRegistration<ZTopologyMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryManagerMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryRequestMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryPluginMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryConnectMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryDeleteMsg>::Register("ZMessage");
+        ZClassRegistration<ZRemoveNodeManagerMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryFindNodeMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryFindUIDMsg>::Register("ZMessage");
+        ZClassRegistration<ZNodeUIDMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryRequestMasterNodeManagerUIDMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryMasterNodeManagerUIDMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryLockUnlockMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryTopoChangeNotificationMsg>::Register("ZMessage");
+        ZClassRegistration<ZNodesDisconnectedMsg>::Register("ZMessage");
     }
 } g_nodeBaseClasses;
 }  // namespace

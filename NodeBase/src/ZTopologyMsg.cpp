@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "ZMessages/ZCommStream.h"
+#include "ZRecordArray.h"
 
 ZTopologyMsg::ZTopologyMsg() : m_logSource(StaticClassName()) {}
 
@@ -51,17 +52,20 @@ void ZTopologyMsg::RemoveNodes(const ZNodeUID& nodeManagerUID, ZVector<ZNodeUID>
         }
     }
 
-    std::size_t nodeRank = 0;
+    // A UID hosted twice has a single rank: its edges go with its first node.
+    std::size_t nextRank = 0;
     for (const auto& node : m_nodes) {
         if (node.m_nodeManagerUID != nodeManagerUID) {
             continue;
         }
-        for (const std::size_t edge : edgesOfRank[nodeRank]) {
-            ZLOG(LOGLEVEL_PROGRESS, "Removing edge <%s>...", m_edges[edge].AsString().c_str());
+        if (rank(node.m_uid) == nextRank) {
+            for (const std::size_t edge : edgesOfRank[nextRank]) {
+                ZLOG(LOGLEVEL_PROGRESS, "Removing edge <%s>...", m_edges[edge].AsString().c_str());
+            }
+            ++nextRank;
         }
         ZLOG(LOGLEVEL_PROGRESS, "Removing node <%s>...", node.AsString().c_str());
         removed.push_back(node.m_uid);
-        ++nodeRank;
     }
 
     std::size_t index = 0;
@@ -94,48 +98,17 @@ bool ZTopologyMsg::Serialize(const std::shared_ptr<ZCommStream>& stream) const {
         return false;
     }
     stream->Serialize("plugins", m_plugins, false);
-    for (const auto& node : m_nodes) {
-        if (auto child = stream->CreateChild()) {
-            node.Serialize(child);
-            stream->SerializeArrayElement("nodes", child);
-        }
-    }
-    for (const auto& edge : m_edges) {
-        if (auto child = stream->CreateChild()) {
-            edge.Serialize(child);
-            stream->SerializeArrayElement("edges", child);
-        }
-    }
+    ZRecordArray::Write(stream, "nodes", m_nodes);
+    ZRecordArray::Write(stream, "edges", m_edges);
     return true;
 }
-
-namespace {
-template <class Record>
-void ReadList(const std::shared_ptr<ZCommStream>& stream, const char* key,
-              const std::shared_ptr<ZEnvironment>& environment, ZVector<Record>& list) {
-    std::shared_ptr<void> cursor;
-    std::shared_ptr<ZCommStream> child = stream->CreateChild();
-    bool first = true;
-    while (child && stream->DeserializeArrayElement(key, child, cursor)) {
-        if (first) {
-            list.clear();
-            first = false;
-        }
-        Record record;
-        record.SetEnvironment(environment);
-        record.Deserialize(child);
-        list.push_back(std::move(record));
-        child = stream->CreateChild();
-    }
-}
-}  // namespace
 
 bool ZTopologyMsg::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
     if (!stream) {
         return false;
     }
     stream->Deserialize("plugins", m_plugins);
-    ReadList(stream, "nodes", m_pEnvironment, m_nodes);
-    ReadList(stream, "edges", m_pEnvironment, m_edges);
+    ZRecordArray::Read(stream, "nodes", m_pEnvironment, m_nodes);
+    ZRecordArray::Read(stream, "edges", m_pEnvironment, m_edges);
     return true;
 }

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 
+#include "NodeComm/SystemVersionInfo.h"
 #include "ZMessages/ZCommEndpoint.h"
 #include "ZShared/ZAllocator.h"
 #include "ZShared/ZExport.h"
@@ -15,16 +16,6 @@
 
 class ZMessage;
 class ZNodeComm;
-
-// A node manager's system version texts, carried whole and never interpreted here.
-struct SystemVersionInfo {
-    ZString m_systemVersion;
-    ZString m_frameworkVersion;
-    ZString m_moduleVersion;
-    ZString m_osVersion;
-    ZString m_hardwareVersion;
-    ZString m_buildInfo;
-};
 
 // The communication layer's bookkeeping, among it the registry of node managers: which node manager
 // hosts which node, and one statistics record per node manager. The registry is shared between the

@@ -22,7 +22,8 @@ class Z_EXPORT ZNodeComm : public ZShared::ZFactoryObject, public std::enable_sh
 public:
     // Called by the transport, on its own thread, for every message that arrives on a subscribed
     // endpoint. It must not block: nodes only queue the message.
-    using Delivery = std::function<void(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message)>;
+    using Delivery =
+        std::function<void(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message)>;
     using SubscriptionId = std::uint64_t;  // 0: not subscribed
 
     ZNodeComm();

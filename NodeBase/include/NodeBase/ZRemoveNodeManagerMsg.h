@@ -1,0 +1,17 @@
+#pragma once
+
+#include <memory>
+
+#include "ZMessages/ZMessage.h"
+#include "ZShared/ZNodeUID.h"
+
+// Asks the discovery node to forget a node manager and every node it hosts.
+class Z_EXPORT ZRemoveNodeManagerMsg : public ZMessage {
+    Z_FACTORY_CLASS(ZRemoveNodeManagerMsg)
+
+public:
+    bool Serialize(const std::shared_ptr<ZCommStream>& stream) const override;
+    bool Deserialize(const std::shared_ptr<ZCommStream>& stream) override;
+
+    ZNodeUID m_nodeManagerUID;
+};

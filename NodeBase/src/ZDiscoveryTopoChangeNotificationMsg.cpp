@@ -1,0 +1,5 @@
+#include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
+
+ZDiscoveryTopoChangeNotificationMsg::ZDiscoveryTopoChangeNotificationMsg() = default;
+
+ZDiscoveryTopoChangeNotificationMsg::~ZDiscoveryTopoChangeNotificationMsg() = default;

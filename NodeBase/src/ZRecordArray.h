@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+#include "ZMessages/ZCommStream.h"
+#include "ZShared/ZAllocator.h"
+
+class ZEnvironment;
+
+// Lists of topology records written as arrays of plain children: the receiver knows the record
+// type, so no "class" key is spent on each element.
+namespace ZRecordArray {
+
+template <class Record>
+void Write(const std::shared_ptr<ZCommStream>& stream, const char* key, const ZVector<Record>& records) {
+    for (const auto& record : records) {
+        if (auto child = stream->CreateChild()) {
+            record.Serialize(child);
+            stream->SerializeArrayElement(key, child);
+        }
+    }
+}
+
+// Replaces the list when the key holds at least one element and keeps it otherwise, since an
+// empty list is never written.
+template <class Record>
+void Read(const std::shared_ptr<ZCommStream>& stream, const char* key,
+          const std::shared_ptr<ZEnvironment>& environment, ZVector<Record>& records) {
+    std::shared_ptr<void> cursor;
+    std::shared_ptr<ZCommStream> child = stream->CreateChild();
+    bool first = true;
+    while (child && stream->DeserializeArrayElement(key, child, cursor)) {
+        if (first) {
+            records.clear();
+            first = false;
+        }
+        Record record;
+        record.SetEnvironment(environment);
+        record.Deserialize(child);
+        records.push_back(std::move(record));
+        child = stream->CreateChild();
+    }
+}
+
+}  // namespace ZRecordArray
