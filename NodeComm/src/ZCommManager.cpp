@@ -80,6 +80,13 @@ void ZCommManager::UpdateLastNodeManagerContact(ZNodeUID nodeManagerUID) {
     }
 }
 
+void ZCommManager::NoteContactFrom(const ZNodeUID& senderUID) {
+    ZNodeUID manager;
+    if (FindNodeManagerOf(senderUID, manager)) {
+        UpdateLastNodeManagerContact(manager);
+    }
+}
+
 bool ZCommManager::FindNodeManagerOf(const ZNodeUID& nodeUID, ZNodeUID& nodeManagerUID) {
     std::lock_guard<std::mutex> lock(m_nodeToManagerMutex);
     const auto found = m_nodeToManager.find(nodeUID);

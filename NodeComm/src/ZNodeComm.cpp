@@ -10,11 +10,25 @@ ZNodeComm::ZNodeComm() : m_pCommManager(ZMakeShared<ZCommManager>()) {}
 
 ZNodeComm::~ZNodeComm() = default;
 
-bool ZNodeComm::Connect() { return true; }
+bool ZNodeComm::Connect() {
+    return true;
+}
 
 void ZNodeComm::Disconnect() {}
 
-bool ZNodeComm::IsConnected() const { return true; }
+bool ZNodeComm::IsConnected() const {
+    return true;
+}
+
+ZNodeComm::Delivery ZNodeComm::StampingContact(Delivery delivery) const {
+    return [registry = m_pCommManager, delivery = std::move(delivery)](
+               const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) {
+        if (registry && message) {
+            registry->NoteContactFrom(message->GetSource().m_uid);
+        }
+        delivery(endpoint, message);
+    };
+}
 
 std::shared_ptr<ZMessage> ZNodeComm::CloneMessage(const std::shared_ptr<ZMessage>& message) {
     if (!message) {

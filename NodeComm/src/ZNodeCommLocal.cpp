@@ -32,7 +32,7 @@ ZNodeComm::SubscriptionId ZNodeCommLocal::Subscribe(const ZCommEndpoint& endpoin
         ZLOG(LOGLEVEL_WARNING, "Not connected: no subscription to <%s>", endpoint.AsString().c_str());
         return 0;
     }
-    const SubscriptionId id = m_pBus->Subscribe(endpoint, std::move(delivery));
+    const SubscriptionId id = m_pBus->Subscribe(endpoint, StampingContact(std::move(delivery)));
     if (id == 0) {
         ZLOG(LOGLEVEL_WARNING, "Subscription to <%s> refused", endpoint.AsString().c_str());
         return 0;

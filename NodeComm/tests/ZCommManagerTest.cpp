@@ -1,4 +1,7 @@
 #include "NodeComm/ZCommManager.h"
+#include "NodeComm/ZLocalBus.h"
+#include "NodeComm/ZNodeCommLocal.h"
+#include "ZShared/ZMakeShared.h"
 
 #include <gtest/gtest.h>
 
@@ -170,6 +173,33 @@ TEST_F(ZCommManagerTest, StaysConsistentUnderConcurrentUse) {
     }
     EXPECT_EQ(Mappings(), 0u);
     EXPECT_EQ(m_sut.NodeManagerCount(), 0u);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(ZCommManagerContactTest, AnyMessageFromAManagerOrItsNodesStampsItsContact) {
+    ZManualClock clock;
+    auto bus = std::make_shared<ZLocalBus>();
+    auto receiver = std::make_shared<ZNodeCommLocal>(bus);
+    auto sender = std::make_shared<ZNodeCommLocal>(bus);
+    ZCommManager& sut = *receiver->GetCommManager();
+    sut.RegisterNewNodeAndManager(ZNodeUID("M"), 1, ZNodeUID("Radar1"), false);
+    const ZCommEndpoint inbox(ZNodeUID("R"), EP_CONTROL, "anything");
+    receiver->Subscribe(inbox, [](const ZCommEndpoint&, const std::shared_ptr<ZMessage>&) {});
+    clock.Advance(std::chrono::seconds(7));
+    auto fromNode = ZMakeShared<ZMessage>();
+    fromNode->SetSource(ZCommEndpoint(ZNodeUID("Radar1"), EP_CONTROL, "anything"));
+    auto fromStranger = ZMakeShared<ZMessage>();
+    fromStranger->SetSource(ZCommEndpoint(ZNodeUID("Stranger"), EP_CONTROL, "anything"));
+
+    sender->Publish(inbox, fromStranger);
+    sender->Publish(inbox, fromNode);
+
+    std::lock_guard<std::mutex> lock(sut.m_statsMutex);
+    EXPECT_EQ(sut.m_nodeManagerStats.at(ZNodeUID("M"))->m_lastContact, clock.Now());
+    EXPECT_EQ(sut.m_nodeManagerStats.size(), 1u);
 }
 
 }  // namespace

@@ -76,6 +76,9 @@ public:
     // Stamps the node manager's last contact with the steady clock; unknown ones are ignored.
     void UpdateLastNodeManagerContact(ZNodeUID nodeManagerUID);
 
+    // Stamps the last contact of the node manager that the sender is, or belongs to; an unknown
+    // sender is ignored.
+    void NoteContactFrom(const ZNodeUID& senderUID);
     // The node manager a node (or node manager) maps to; false when it is unknown.
     bool FindNodeManagerOf(const ZNodeUID& nodeUID, ZNodeUID& nodeManagerUID);
     std::size_t NodeManagerCount();

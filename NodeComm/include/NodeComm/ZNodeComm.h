@@ -50,5 +50,9 @@ public:
     std::int32_t m_logLevel = LOGLEVEL_WARNING;
 
 protected:
+    // Wraps a subscriber's delivery so that every message received first stamps the last contact of
+    // the node manager its sender belongs to: any message keeps a node manager alive.
+    Delivery StampingContact(Delivery delivery) const;
+
     std::shared_ptr<ZCommManager> m_pCommManager;
 };
