@@ -1,6 +1,6 @@
 // Writes the generated part of the seed corpora: the same documents encoded by each stream kind,
-// plus binary inputs that are damaged on purpose. Run with the corpus folder as its argument and
-// commit what it writes; the hand-written seeds live beside these.
+// plus inputs that are damaged on purpose. Run with the corpus folder as its argument and commit
+// what it writes; the hand-written seeds live beside these.
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -9,6 +9,18 @@
 #include <string>
 #include <vector>
 
+#include "NodeBase/ZAnchorPointToolsMetadata.h"
+#include "NodeBase/ZEdgeToolsMetadata.h"
+#include "NodeBase/ZNodeToolsMetadata.h"
+#include "NodeBase/ZTopologyMsg.h"
+#include "ZCoreConfigs/ZAuditLogParams.h"
+#include "ZCoreConfigs/ZCommsParams.h"
+#include "ZCoreConfigs/ZCoreConfigParams.h"
+#include "ZCoreConfigs/ZLogParams.h"
+#include "ZCoreConfigs/ZMessageLogParams.h"
+#include "ZCoreConfigs/ZReportParams.h"
+#include "ZCoreConfigs/ZSystemParams.h"
+#include "ZCoreConfigs/ZTraceLogParams.h"
 #include "ZMessages/ZBinaryCommStream.h"
 #include "ZMessages/ZGenericResponseMsg.h"
 #include "ZMessages/ZJSONCommStream.h"
@@ -110,6 +122,291 @@ void Nested(const std::shared_ptr<ZCommStream>& stream, int levels) {
     stream->SerializeChild("child", level);
 }
 
+// Topologies, as a node manager's discovery node holds them.
+
+std::shared_ptr<ZNodeToolsMetadata> Box(double left, double top) {
+    auto box = ZMakeShared<ZNodeToolsMetadata>();
+    box->m_editorPositionLeft = left;
+    box->m_editorPositionTop = top;
+    box->m_editorSizeWidth = 120.5;
+    box->m_editorSizeHeight = 64;
+    return box;
+}
+
+std::shared_ptr<ZEdgeToolsMetadata> Route(std::int32_t left, std::int32_t top) {
+    auto route = ZMakeShared<ZEdgeToolsMetadata>();
+    route->m_sourcePos = ZEdgeAnchorPosition::ZRIGHT;
+    route->m_sourcePosIdx = 1;
+    route->m_targetPos = ZEdgeAnchorPosition::ZLEFT;
+    for (const auto type : {ZEdgeAnchorType::ZFIXED, ZEdgeAnchorType::ZDYNAMIC}) {
+        auto anchor = ZMakeShared<ZAnchorPointToolsMetadata>();
+        anchor->m_pos = ZEdgeAnchorPosition::ZBOTTOM;
+        anchor->m_posIdx = 2;
+        anchor->m_type = type;
+        anchor->m_left = left;
+        anchor->m_top = top;
+        route->m_anchorPoints.push_back(anchor);
+        left += 40;
+    }
+    return route;
+}
+
+std::shared_ptr<ZCoreConfigParams> ManagerConfig() {
+    auto set = ZMakeShared<ZCoreConfigParams>();
+    auto comms = ZMakeShared<ZCommsParams>();
+    comms->TransportURL = "tcp://localhost:1883";
+    comms->debugFilter = {"ZTopologyMsg", "ZGenericResponseMsg"};
+    set->SetConfig(comms);
+    auto log = ZMakeShared<ZLogParams>();
+    log->m_logPath = "${ZHOME}/logs/manager.log";
+    log->m_level = LOGLEVEL_PROGRESS;
+    set->SetConfig(log);
+    set->SetConfig(ZMakeShared<ZSystemParams>());
+    set->m_deviceType = DEVICE_PALM;
+    set->m_deviceModel = ModelC;
+    set->m_versionTxt = "2.151.0";
+    return set;
+}
+
+ZTopologyNode Manager(const char* uid) {
+    ZTopologyNode manager(ZNodeUID(uid), uid, {}, "ZNodeManager", "System", ZNodeUID(uid));
+    manager.m_pConfig = ManagerConfig();
+    return manager;
+}
+
+ZTopologyNode Hosted(const char* uid, const char* className, const char* manager, double left) {
+    ZTopologyNode node(ZNodeUID(uid), uid, {ZString(uid) + "Alias"}, className, "Sensors", ZNodeUID(manager));
+    node.m_pToolsMetadata = Box(left, 80);
+    return node;
+}
+
+ZTopologyEdge Connect(const char* from, ZEndpointType fromType, const char* to, const char* name) {
+    return ZTopologyEdge(ZCommEndpoint(ZNodeUID(from), fromType, "out"),
+                         ZCommEndpoint(ZNodeUID(to), EP_CONTROL, name));
+}
+
+void TwoManagers(const std::shared_ptr<ZCommStream>& stream) {
+    ZTopologyMsg graph;
+    graph.m_plugins = {"libNodeBase.so", "libRadar.so", "libTracker.so"};
+    graph.m_nodes = {Manager("NM1"), Manager("NM2")};
+    auto radar = Hosted("Radar1", "ZRadar", "NM1", 0);
+    radar.m_nodeLogLevel = LOGLEVEL_DETAIL;
+    auto comms = ZMakeShared<ZCommsParams>();
+    comms->nThreads = 2;
+    radar.m_pConfig = comms;
+    graph.m_nodes.push_back(radar);
+    auto tracker = Hosted("Tracker1", "ZTracker", "NM1", 200);
+    auto trace = ZMakeShared<ZTraceLogParams>();
+    trace->m_traceMask = 0x30;
+    tracker.m_pConfig = trace;
+    graph.m_nodes.push_back(tracker);
+    graph.m_nodes.push_back(Hosted("Display1", "ZDisplay", "NM2", 400));
+    graph.m_nodes.emplace_back(ZNodeUID("Logger1"), "Logger1", ZStringList(), "ZLogger", "Sinks",
+                               ZNodeUID("NM2"));
+
+    graph.m_edges = {Connect("Radar1", EP_STATUS, "Tracker1", "plots"),
+                     Connect("Tracker1", EP_TELEM, "Display1", "tracks"),
+                     Connect("Tracker1", EP_TELEM, "Logger1", "tracks"),
+                     Connect("NM1", EP_DIRECT, "NM2", "")};
+    graph.m_edges[0].m_fromGroup = "Sensors";
+    graph.m_edges[0].m_toGroup = "Sensors";
+    graph.m_edges[0].m_pToolsMetadata = Route(150, 120);
+    graph.m_edges[1].m_pToolsMetadata = Route(350, 40);
+    graph.Serialize(stream);
+}
+
+void SingleManagerCycle(const std::shared_ptr<ZCommStream>& stream) {
+    ZTopologyMsg graph;
+    graph.m_plugins = {"libNodeBase.so"};
+    graph.m_nodes = {Manager("NM1"), Hosted("A", "ZFilter", "NM1", 0), Hosted("B", "ZFilter", "NM1", 100),
+                     Hosted("C", "ZFilter", "NM1", 200)};
+    graph.m_edges = {Connect("A", EP_STATUS, "B", "in"), Connect("B", EP_STATUS, "C", "in"),
+                     Connect("C", EP_STATUS, "A", "in"), Connect("A", EP_STATUS, "A", "loop"),
+                     Connect("A", EP_STATUS, "B", "in")};
+    graph.Serialize(stream);
+}
+
+// Nodes sharing a UID under different managers, a node without one, and edges to nowhere.
+void DanglingEdges(const std::shared_ptr<ZCommStream>& stream) {
+    ZTopologyMsg graph;
+    graph.m_nodes = {Hosted("Radar1", "ZRadar", "NM1", 0), Hosted("Radar1", "ZRadar", "NM2", 50),
+                     ZTopologyNode(ZNodeUID(), "", {}, "", "", ZNodeUID())};
+    graph.m_edges = {Connect("Radar1", EP_STATUS, "Gone", "in"), Connect("Gone", EP_STATUS, "Radar1", "in"),
+                     ZTopologyEdge(ZCommEndpoint(), ZCommEndpoint(ZNodeUID("Radar1"), EP_CONFIG))};
+    graph.Serialize(stream);
+}
+
+// One manager hosting two nodes of the same UID, both touched by edges: the removal must take the
+// edges once.
+void DuplicateHostedUID(const std::shared_ptr<ZCommStream>& stream) {
+    ZTopologyMsg graph;
+    graph.m_nodes = {Manager("NM1"), Hosted("Radar1", "ZRadar", "NM1", 0),
+                     Hosted("Radar2", "ZRadar", "NM1", 50), Hosted("Radar1", "ZRadar", "NM1", 100)};
+    graph.m_edges = {Connect("Radar1", EP_STATUS, "Radar2", "in"), Connect("NM1", EP_DIRECT, "Radar1", "")};
+    graph.Serialize(stream);
+}
+
+// A node whose configuration lives in a file that is not there, beside one with an inline one.
+void ConfigFileNamed(const std::shared_ptr<ZCommStream>& stream) {
+    ZTopologyMsg graph;
+    graph.m_plugins = {"libNodeBase.so"};
+    auto fromFile = Hosted("Radar1", "ZRadar", "NM1", 0);
+    fromFile.m_configFileName = "no-such-dir/radar1-config.json";
+    auto inlined = Hosted("Radar2", "ZRadar", "NM1", 100);
+    inlined.m_pConfig = ZMakeShared<ZReportParams>();
+    graph.m_nodes = {Manager("NM1"), fromFile, inlined};
+    graph.m_edges = {Connect("Radar1", EP_STATUS, "Radar2", "sync")};
+    graph.Serialize(stream);
+}
+
+void EmptyGraph(const std::shared_ptr<ZCommStream>& stream) {
+    ZTopologyMsg().Serialize(stream);
+}
+
+// A configuration set inside a configuration set, as a node manager forwards it.
+void NestedConfig(const std::shared_ptr<ZCommStream>& stream) {
+    ZTopologyMsg graph;
+    auto outer = ManagerConfig();
+    outer->SetConfig(ManagerConfig());
+    auto manager = Manager("NM1");
+    manager.m_pConfig = outer;
+    graph.m_nodes = {manager};
+    graph.Serialize(stream);
+}
+
+// Keys of the wrong type, objects of the wrong class and enums out of range, in both enum forms:
+// each stream kind reads one form and refuses the other.
+void TopologyWrongTypes(const std::shared_ptr<ZCommStream>& stream) {
+    stream->Serialize("plugins", std::int32_t{3}, false);
+    auto node = stream->CreateChild();
+    node->Serialize("uid", std::int32_t{7}, false);
+    node->Serialize("aliases", "not a list", false);
+    node->Serialize("logLevel", "LOUD", false);
+    auto notMetadata = stream->CreateChild();
+    notMetadata->Serialize("class", "ZTopologyMsg", false);
+    node->SerializeChild("toolsmetadata", notMetadata);
+    auto notConfig = stream->CreateChild();
+    notConfig->Serialize("class", "ZGenericResponseMsg", false);
+    node->SerializeChild("config", notConfig);
+    stream->SerializeArrayElement("nodes", node);
+    auto classless = stream->CreateChild();
+    classless->SerializeChild("config", stream->CreateChild());
+    classless->Serialize("nodeManagerUID", "NM1", false);
+    stream->SerializeArrayElement("nodes", classless);
+
+    auto edge = stream->CreateChild();
+    edge->Serialize("from", std::int32_t{1}, false);
+    edge->Serialize("to", "bogus", false);
+    auto route = stream->CreateChild();
+    route->Serialize("class", "ZEdgeToolsMetadata", false);
+    route->Serialize("SourcePos", std::int32_t{99}, false);
+    route->Serialize("TargetPos", "ZLEFT", false);
+    auto anchor = stream->CreateChild();
+    anchor->Serialize("class", "ZNoSuchAnchor", false);
+    route->SerializeArrayElement("AnchorPoints", anchor);
+    auto known = stream->CreateChild();
+    known->Serialize("class", "ZAnchorPointToolsMetadata", false);
+    known->Serialize("Type", "ZFIXED", false);
+    known->Serialize("Pos", std::int32_t{-1}, false);
+    route->SerializeArrayElement("AnchorPoints", known);
+    edge->SerializeChild("toolsmetadata", route);
+    stream->SerializeArrayElement("edges", edge);
+    stream->SerializeArrayElement("edges", stream->CreateChild());
+}
+
+// Configuration sets, as node managers are given them.
+
+void FullSet(const std::shared_ptr<ZCommStream>& stream) {
+    ZCoreConfigParams set;
+    auto log = ZMakeShared<ZLogParams>();
+    log->m_logPath = "/var/log/z/node.log";
+    log->m_level = LOGLEVEL_ERROR;
+    log->m_bConsole = false;
+    set.SetConfig(log);
+    auto trace = ZMakeShared<ZTraceLogParams>();
+    trace->m_traceMask = -1;
+    set.SetConfig(trace);
+    set.SetConfig(ZMakeShared<ZAuditLogParams>());
+    auto messages = ZMakeShared<ZMessageLogParams>();
+    messages->m_bEnabled = true;
+    messages->m_classes = {"ZTopologyMsg"};
+    set.SetConfig(messages);
+    set.SetConfig(ZMakeShared<ZReportParams>());
+    set.SetConfig(ZMakeShared<ZCommsParams>());
+    auto system = ZMakeShared<ZSystemParams>();
+    system->m_nodeManagerTimeoutSecs = 30;
+    set.SetConfig(system);
+    set.m_deviceType = DEVICE_PALM;
+    set.m_deviceModel = ModelE;
+    set.m_versionTxt = "2.151.0 (build 7)";
+    set.m_shutdownWatchdogEn = false;
+    set.Serialize(stream);
+}
+
+void NestedSet(const std::shared_ptr<ZCommStream>& stream) {
+    ZCoreConfigParams set;
+    auto inner = ManagerConfig();
+    inner->SetConfig(ManagerConfig());
+    set.SetConfig(inner);
+    set.SetConfig(ZMakeShared<ZReportParams>());
+    set.Serialize(stream);
+}
+
+std::shared_ptr<ZCommStream> Record(const std::shared_ptr<ZCommStream>& parent, const char* className) {
+    auto record = parent->CreateChild();
+    if (className != nullptr) {
+        record->Serialize("class", className, false);
+    }
+    return record;
+}
+
+// Enums by number, which a text stream does not take, and a log level as a digit, which it does.
+void EnumsByNumber(const std::shared_ptr<ZCommStream>& stream) {
+    auto log = Record(stream, "ZLogParams");
+    log->Serialize("LogLevel", "1", false);
+    stream->SerializeArrayElement("ConfigParams", log);
+    stream->Serialize("DeviceType", std::int32_t{DEVICE_PALM}, false);
+    stream->Serialize("DeviceModel", std::int32_t{ModelD}, false);
+    stream->Serialize("VersionTxt", "numbers", false);
+}
+
+// Names that are no enumerator, classes that are not records, a record twice.
+void UnknownNames(const std::shared_ptr<ZCommStream>& stream) {
+    for (const char* className :
+         {"ZNoSuchParams", "ZGenericResponseMsg", "ZConfig", "ZLogParams", "ZLogParams"}) {
+        stream->SerializeArrayElement("ConfigParams", Record(stream, className));
+    }
+    stream->SerializeArrayElement("ConfigParams", Record(stream, nullptr));
+    stream->Serialize("DeviceType", "DEVICE_TRUCK", false);
+    stream->Serialize("DeviceModel", "modela", false);
+}
+
+// Paths naming variables: set here, set nowhere, and a brace left open.
+void EnvironmentPaths(const std::shared_ptr<ZCommStream>& stream) {
+    ZCoreConfigParams set;
+    const std::pair<std::shared_ptr<ZLogParams>, const char*> logs[] = {
+        {ZMakeShared<ZLogParams>(), "${ZHOME}/logs/node.log"},
+        {ZMakeShared<ZTraceLogParams>(), "$ZHOME/trace/$"},
+        {ZMakeShared<ZAuditLogParams>(), "${ZNOT_SET_ANYWHERE_42}/audit"},
+    };
+    for (const auto& [log, path] : logs) {
+        log->m_logPath = path;
+        set.SetConfig(log);
+    }
+    auto messages = ZMakeShared<ZMessageLogParams>();
+    messages->m_logPath = "${unclosed";
+    set.SetConfig(messages);
+    set.Serialize(stream);
+}
+
+void ConfigWrongTypes(const std::shared_ptr<ZCommStream>& stream) {
+    auto notArray = Record(stream, "ZLogParams");
+    stream->SerializeChild("ConfigParams", notArray);
+    stream->Serialize("VersionTxt", std::int32_t{2}, false);
+    stream->Serialize("ShutdownWatchdogEn", "yes", false);
+    stream->Serialize("DeviceType", 1.5, false);
+}
+
 bool WriteFile(const std::string& path, const std::string& bytes) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -129,6 +426,10 @@ std::string Encoded(const std::shared_ptr<ZCommStream>& stream, const ZDocumentW
 
 std::string Binary(const ZDocumentWriter& write) {
     return Encoded(ZMakeShared<ZBinaryCommStream>(), write);
+}
+
+std::string JSON(const ZDocumentWriter& write) {
+    return Encoded(ZMakeShared<ZJSONCommStream>(), write);
 }
 
 }  // namespace
@@ -152,7 +453,7 @@ int main(int argc, char** argv) {
     bool ok = true;
     for (const auto& [name, write] : documents) {
         ok &= WriteFile(binary + name + ".bin", Binary(write));
-        ok &= WriteFile(json + name + ".json", Encoded(ZMakeShared<ZJSONCommStream>(), write));
+        ok &= WriteFile(json + name + ".json", JSON(write));
     }
     const std::string header = Binary([](const std::shared_ptr<ZCommStream>&) {});
     const std::string everyType = Binary(EveryType);
@@ -175,5 +476,37 @@ int main(int argc, char** argv) {
                                                                         "\x01\x03\x00"
                                                                         "arr\x07\x00\x00\x00",
                                                                         37));
+
+    const std::string topologyBinary = std::string(argv[1]) + "/ZTopologyBinaryFuzz/";
+    const std::string topologyJSON = std::string(argv[1]) + "/ZTopologyJSONFuzz/";
+    const std::vector<std::pair<const char*, ZDocumentWriter>> topologies{
+        {"two_managers", TwoManagers},       {"single_manager_cycle", SingleManagerCycle},
+        {"dangling_edges", DanglingEdges},   {"config_file_named", ConfigFileNamed},
+        {"empty_graph", EmptyGraph},         {"nested_config", NestedConfig},
+        {"wrong_types", TopologyWrongTypes}, {"duplicate_hosted_uid", DuplicateHostedUID},
+    };
+    for (const auto& [name, write] : topologies) {
+        ok &= WriteFile(topologyBinary + name + ".bin", Binary(write));
+        ok &= WriteFile(topologyJSON + name + ".json", JSON(write));
+    }
+    const std::string graphBytes = Binary(TwoManagers);
+    ok &= WriteFile(topologyBinary + "truncated.bin", graphBytes.substr(0, graphBytes.size() / 2));
+    const std::string graphText = JSON(TwoManagers);
+    ok &= WriteFile(topologyJSON + "malformed_truncated.json", graphText.substr(0, graphText.size() / 2));
+
+    const std::string configs = std::string(argv[1]) + "/ZCoreConfigJSONFuzz/";
+    const std::vector<std::pair<const char*, ZDocumentWriter>> sets{
+        {"full_set", FullSet},
+        {"nested_set", NestedSet},
+        {"enums_by_number", EnumsByNumber},
+        {"unknown_names", UnknownNames},
+        {"environment_paths", EnvironmentPaths},
+        {"wrong_types", ConfigWrongTypes},
+    };
+    for (const auto& [name, write] : sets) {
+        ok &= WriteFile(configs + name + ".json", JSON(write));
+    }
+    const std::string setText = JSON(FullSet);
+    ok &= WriteFile(configs + "malformed_truncated.json", setText.substr(0, setText.size() / 2));
     return ok ? 0 : 1;
 }
