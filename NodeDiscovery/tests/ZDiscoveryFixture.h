@@ -6,13 +6,16 @@
 #include <memory>
 #include <string>
 
+#include "NodeBase/ZDiscoveryConnectMsg.h"
 #include "NodeBase/ZDiscoveryLockUnlockMsg.h"
 #include "NodeBase/ZDiscoveryManagerMsg.h"
 #include "NodeBase/ZDiscoveryRequestMsg.h"
+#include "NodeBase/ZNodesDisconnectedMsg.h"
 #include "NodeComm/ZCommManager.h"
 #include "NodeComm/ZLocalBus.h"
 #include "NodeComm/ZNodeCommLocal.h"
 #include "NodeDiscovery/ZNodeDiscovery.h"
+#include "ZMessages/ZGenericResponseMsg.h"
 #include "ZShared/ZMakeShared.h"
 #include "ZTestKit/ZCapturingLogSink.h"
 #include "ZTestKit/ZManualClock.h"
@@ -109,6 +112,60 @@ protected:
         return answers.Last<ZDiscoveryRequestMsg>()->m_uid.c_str();
     }
 
+    // Connects the status endpoint "out" of one node to the control endpoint "in" of another.
+    void Connect(const char* from, const char* to) {
+        auto message = ZMakeShared<ZDiscoveryConnectMsg>();
+        message->m_edge = ZTopologyEdge(ZCommEndpoint(ZNodeUID(from), EP_STATUS, "out"),
+                                        ZCommEndpoint(ZNodeUID(to), EP_CONTROL, "in"));
+        Send(from, "topoconnect", message);
+    }
+    // The request as `from` sends it, for handing straight to a handler whose result matters; its
+    // answers are recorded like those of Send.
+    template <class T>
+    std::shared_ptr<T> From(const char* from, const char* request, std::shared_ptr<T> message) {
+        Responses(from, request);
+        message->SetSource(ZCommEndpoint(ZNodeUID(from), EP_CONTROL, request));
+        return message;
+    }
+    // The UIDs listed by the index-th "nodesdisconnected" publication, in their order.
+    std::vector<std::string> DisconnectedUIDs(std::size_t index) {
+        std::vector<std::string> uids;
+        const auto messages = m_nodesDisconnected.Messages();
+        if (index < messages.size()) {
+            if (auto message = std::dynamic_pointer_cast<ZNodesDisconnectedMsg>(messages[index])) {
+                for (const auto& uid : message->m_nodeUIDs) {
+                    uids.emplace_back(uid.c_str());
+                }
+            }
+        }
+        return uids;
+    }
+
+    // "<m_bSuccess> <m_text>" of every answer `from` received to its `request`s, oldest first; an
+    // answer that is no ZGenericResponseMsg or carries an error code reads "unexpected".
+    std::vector<std::string> Outcomes(const char* from, const char* request) {
+        std::vector<std::string> outcomes;
+        for (const auto& message : Responses(from, request).Messages()) {
+            auto answer = std::dynamic_pointer_cast<ZGenericResponseMsg>(message);
+            if (!answer || answer->m_errCode != ZFrameworkErrorCodes::ERRCODE_NONE) {
+                outcomes.emplace_back("unexpected");
+            } else {
+                outcomes.push_back(std::string(answer->m_bSuccess ? "true " : "false ") +
+                                   answer->m_text.c_str());
+            }
+        }
+        return outcomes;
+    }
+    // "<level> <text>" of every line the discovery node logged since the log was last cleared.
+    std::vector<std::string> DiscoveryLog() {
+        std::vector<std::string> lines;
+        for (const auto& record : m_log->Records()) {
+            if (record.source == "ZNodeDiscovery") {
+                lines.push_back(std::to_string(record.level) + " " + record.text);
+            }
+        }
+        return lines;
+    }
     ZCommManager& Registry() { return *m_pComm->GetCommManager(); }
     ZTopologyMsg& Graph() { return *m_sut->GetTopology(); }
     std::vector<std::string> GraphUIDs() {

@@ -15,12 +15,6 @@ using std::chrono::seconds;
 
 class ZNodeDiscoveryRemovalTest : public ZDiscoveryFixture {
 protected:
-    void Connect(const char* from, const char* to) {
-        auto message = ZMakeShared<ZDiscoveryConnectMsg>();
-        message->m_edge = ZTopologyEdge(ZCommEndpoint(ZNodeUID(from), EP_STATUS, "out"),
-                                        ZCommEndpoint(ZNodeUID(to), EP_CONTROL, "in"));
-        Send(from, "topoconnect", message);
-    }
     void Remove(const char* from, const char* manager) {
         auto message = ZMakeShared<ZRemoveNodeManagerMsg>();
         message->m_nodeManagerUID = ZNodeUID(manager);
