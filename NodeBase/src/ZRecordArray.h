@@ -12,18 +12,23 @@ class ZEnvironment;
 // type, so no "class" key is spent on each element.
 namespace ZRecordArray {
 
+// One child stream serves every element: it is emptied after each is stored, which keeps a list of
+// thousands of records from making thousands of streams.
 template <class Record>
 void Write(const std::shared_ptr<ZCommStream>& stream, const char* key, const ZVector<Record>& records) {
+    std::shared_ptr<ZCommStream> child = records.empty() ? nullptr : stream->CreateChild();
+    if (!child) {
+        return;
+    }
     for (const auto& record : records) {
-        if (auto child = stream->CreateChild()) {
-            record.Serialize(child);
-            stream->SerializeArrayElement(key, child);
-        }
+        record.Serialize(child);
+        stream->SerializeArrayElement(key, child);
+        child->Clear();
     }
 }
 
 // Replaces the list when the key holds at least one element and keeps it otherwise, since an
-// empty list is never written.
+// empty list is never written. Each element is read into the same child stream in turn.
 template <class Record>
 void Read(const std::shared_ptr<ZCommStream>& stream, const char* key,
           const std::shared_ptr<ZEnvironment>& environment, ZVector<Record>& records) {
@@ -39,7 +44,6 @@ void Read(const std::shared_ptr<ZCommStream>& stream, const char* key,
         record.SetEnvironment(environment);
         record.Deserialize(child);
         records.push_back(std::move(record));
-        child = stream->CreateChild();
     }
 }
 

@@ -38,7 +38,7 @@ bool ZTopologyEdge::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
     m_to.Deserialize(stream, "to");
     stream->Deserialize("fromGroup", m_fromGroup);
     stream->Deserialize("toGroup", m_toGroup);
-    if (auto child = stream->CreateChild(); child && stream->DeserializeChild("toolsmetadata", child)) {
+    if (auto child = stream->ReadChild("toolsmetadata")) {
         m_pToolsMetadata = stream->DeserializeChildClass<ZEdgeToolsMetadata>(child);
     }
     return true;

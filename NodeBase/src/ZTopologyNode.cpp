@@ -27,7 +27,32 @@ ZTopologyNode& ZTopologyNode::operator=(const ZTopologyNode& other) {
     return *this;
 }
 
+ZTopologyNode::ZTopologyNode(ZTopologyNode&& other) noexcept : ZMessage(std::move(other)) {
+    MoveRecord(std::move(other));
+}
+
+ZTopologyNode& ZTopologyNode::operator=(ZTopologyNode&& other) noexcept {
+    if (this != &other) {
+        ZMessage::operator=(std::move(other));
+        MoveRecord(std::move(other));
+    }
+    return *this;
+}
+
 ZTopologyNode::~ZTopologyNode() = default;
+
+void ZTopologyNode::MoveRecord(ZTopologyNode&& other) noexcept {
+    m_name = std::move(other.m_name);
+    m_aliases = std::move(other.m_aliases);
+    m_className = std::move(other.m_className);
+    m_group = std::move(other.m_group);
+    m_uid = std::move(other.m_uid);
+    m_nodeManagerUID = std::move(other.m_nodeManagerUID);
+    m_nodeLogLevel = other.m_nodeLogLevel;
+    m_configFileName = std::move(other.m_configFileName);
+    m_pConfig = std::move(other.m_pConfig);
+    m_pToolsMetadata = std::move(other.m_pToolsMetadata);
+}
 
 void ZTopologyNode::CopyRecord(const ZTopologyNode& other) {
     m_name = other.m_name;
@@ -94,8 +119,8 @@ bool ZTopologyNode::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
     stream->Deserialize("class", m_className);
     text.clear();
     stream->Deserialize("logLevel", text);
-    m_nodeLogLevel = ZLog::StringToLogLevel(ToStdString(text));
-    if (auto child = stream->CreateChild(); child && stream->DeserializeChild("toolsmetadata", child)) {
+    m_nodeLogLevel = ZLog::StringToLogLevel(std::string_view(text.data(), text.size()));
+    if (auto child = stream->ReadChild("toolsmetadata")) {
         m_pToolsMetadata = stream->DeserializeChildClass<ZNodeToolsMetadata>(child);
     }
     stream->Deserialize("ConfigFileName", m_configFileName);
@@ -103,11 +128,11 @@ bool ZTopologyNode::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
     if (!m_configFileName.empty()) {
         if (auto file = stream->CreateChild()) {
             file->SetDataFromFile(m_configFileName.c_str());
-            if (auto child = file->CreateChild(); child && file->DeserializeChild("config", child)) {
+            if (auto child = file->ReadChild("config")) {
                 m_pConfig = file->DeserializeChildClass<ZConfig>(child);
             }
         }
-    } else if (auto child = stream->CreateChild(); child && stream->DeserializeChild("config", child)) {
+    } else if (auto child = stream->ReadChild("config")) {
         m_pConfig = stream->DeserializeChildClass<ZConfig>(child);
     }
     if (m_pConfig) {

@@ -15,6 +15,14 @@ void ZCommStream::InitChild(ZCommStream& child) const {
     child.m_logLevel = m_logLevel;
 }
 
+std::shared_ptr<ZCommStream> ZCommStream::ReadChild(const char* key) {
+    if (!HasKey(key)) {
+        return nullptr;
+    }
+    std::shared_ptr<ZCommStream> child = CreateChild();
+    return child && DeserializeChild(key, child) ? child : nullptr;
+}
+
 bool ZCommStream::GetDataToFile(const char* path) const {
     std::string data;
     if (!GetData(data)) {

@@ -46,11 +46,37 @@ ZMessage& ZMessage::operator=(const ZMessage& other) {
     return *this;
 }
 
+ZMessage::ZMessage(ZMessage&& other) noexcept
+    : ZCommStreamObject(std::move(other)),
+      m_priority(other.m_priority),
+      m_endpoint(std::move(other.m_endpoint)),
+      m_source(std::move(other.m_source)),
+      m_sequence(other.m_sequence),
+      m_deliveryInfo(other.m_deliveryInfo),
+      m_flags(other.m_flags) {}
+
+ZMessage& ZMessage::operator=(ZMessage&& other) noexcept {
+    if (this != &other) {
+        ZCommStreamObject::operator=(std::move(other));
+        m_priority = other.m_priority;
+        m_endpoint = std::move(other.m_endpoint);
+        m_source = std::move(other.m_source);
+        m_sequence = other.m_sequence;
+        m_deliveryInfo = other.m_deliveryInfo;
+        m_flags = other.m_flags;
+    }
+    return *this;
+}
+
 ZMessage::~ZMessage() = default;
 
-bool ZMessage::ResolvePaths(const ZMap<ZString, ZString>&) { return true; }
+bool ZMessage::ResolvePaths(const ZMap<ZString, ZString>&) {
+    return true;
+}
 
-std::int32_t ZMessage::GetDefaultPriority() const { return kDefaultPriority; }
+std::int32_t ZMessage::GetDefaultPriority() const {
+    return kDefaultPriority;
+}
 
 ZCommEndpoint ZMessage::GetResponseEndpoint() const {
     const ZCommEndpoint source = GetSource();
@@ -108,7 +134,9 @@ bool ZMessage::SerializeMessage(const std::shared_ptr<ZCommStream>& stream) cons
     return stream->SerializeChild("body", body);
 }
 
-bool ZMessage::IsCloneable() const { return false; }
+bool ZMessage::IsCloneable() const {
+    return false;
+}
 
 bool ZMessage::CloneDataMembers(std::shared_ptr<ZMessage>& target) const {
     if (!target) {
@@ -135,14 +163,14 @@ bool ZMessage::CloneDataMembers(std::shared_ptr<ZMessage>& target) const {
     return true;
 }
 
-#define Z_GUARDED_ACCESSORS(Type, Name, member)          \
-    Type ZMessage::Get##Name() const {                   \
-        std::lock_guard<std::mutex> lock(m_mutex);       \
-        return member;                                   \
-    }                                                    \
-    void ZMessage::Set##Name(Type value) {               \
-        std::lock_guard<std::mutex> lock(m_mutex);       \
-        member = value;                                  \
+#define Z_GUARDED_ACCESSORS(Type, Name, member)    \
+    Type ZMessage::Get##Name() const {             \
+        std::lock_guard<std::mutex> lock(m_mutex); \
+        return member;                             \
+    }                                              \
+    void ZMessage::Set##Name(Type value) {         \
+        std::lock_guard<std::mutex> lock(m_mutex); \
+        member = value;                            \
     }
 
 ZCommEndpoint ZMessage::GetEndpoint() const {

@@ -12,7 +12,9 @@ ZLogSink::~ZLogSink() = default;
 
 ZLog* ZLog::m_pLogSingleton = nullptr;
 
-ZLog::ZLog() { m_sinks.push_back(std::make_shared<ZStderrLogSink>()); }
+ZLog::ZLog() {
+    m_sinks.push_back(std::make_shared<ZStderrLogSink>());
+}
 
 ZLog* ZLog::GetLogger() {
     // Made on first use and never destroyed, so objects torn down late can still log.
@@ -86,12 +88,16 @@ const char* ZLog::LogLevelToString(ZLogLevel level) {
     return kLevelNames[level];
 }
 
-ZLogLevel ZLog::StringToLogLevel(const std::string& text) {
-    std::string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+ZLogLevel ZLog::StringToLogLevel(std::string_view text) {
+    const auto sameLetters = [](std::string_view a, std::string_view b) {
+        return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+                   return std::tolower(static_cast<unsigned char>(x)) ==
+                          std::tolower(static_cast<unsigned char>(y));
+               });
+    };
     for (int i = LOGLEVEL_NONE; i <= LOGLEVEL_ERROR; ++i) {
-        if (lower == kLevelNames[i] || lower == std::to_string(i)) {
+        const char digit[] = {static_cast<char>('0' + i), '\0'};
+        if (sameLetters(text, kLevelNames[i]) || text == digit) {
             return static_cast<ZLogLevel>(i);
         }
     }

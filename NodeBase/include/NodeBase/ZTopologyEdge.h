@@ -18,6 +18,8 @@ public:
                   const ZString& toGroup = ZString());
     ZTopologyEdge(const ZTopologyEdge&) = default;
     ZTopologyEdge& operator=(const ZTopologyEdge&) = default;
+    ZTopologyEdge(ZTopologyEdge&&) noexcept = default;
+    ZTopologyEdge& operator=(ZTopologyEdge&&) noexcept = default;
     ~ZTopologyEdge() override;
 
     // from " --> " to, as endpoint texts.

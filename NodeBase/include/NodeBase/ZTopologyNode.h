@@ -20,6 +20,8 @@ public:
                   const ZString& className, const ZString& group, const ZNodeUID& nodeManagerUID);
     ZTopologyNode(const ZTopologyNode& other);
     ZTopologyNode& operator=(const ZTopologyNode& other);
+    ZTopologyNode(ZTopologyNode&& other) noexcept;
+    ZTopologyNode& operator=(ZTopologyNode&& other) noexcept;
     ~ZTopologyNode() override;
 
     // group "." class "." name "(" uid ")"
@@ -47,4 +49,5 @@ public:
 
 private:
     void CopyRecord(const ZTopologyNode& other);
+    void MoveRecord(ZTopologyNode&& other) noexcept;
 };

@@ -67,6 +67,10 @@ public:
     // Empties the stream.
     virtual void Clear() = 0;
 
+    // The child stored under the key, or null when there is none. Absent keys are probed before a
+    // child stream is made, which matters when thousands of records are read.
+    std::shared_ptr<ZCommStream> ReadChild(const char* key);
+
     bool GetDataToFile(const char* path) const;
     bool SetDataFromFile(const char* path);
 
@@ -128,8 +132,9 @@ std::shared_ptr<T> ZCommStream::DeserializeChildClass(const std::shared_ptr<ZCom
     ZShared::ZFactory::Track(object.get(), className.c_str(), ZLOG_FILE, __LINE__, sizeof(T));
     if (!object) {
         if (m_logLevel >= LOGLEVEL_DETAIL && m_logLevel <= LOGLEVEL_ERROR) {
-            ZLog::GetLogger()->Log(LOGLEVEL_ERROR, m_logSource, "ZMessages/ZCommStream", "DeserializeChildClass",
-                                   __LINE__, "Failed to create <%s>!", className.c_str());
+            ZLog::GetLogger()->Log(LOGLEVEL_ERROR, m_logSource, "ZMessages/ZCommStream",
+                                   "DeserializeChildClass", __LINE__, "Failed to create <%s>!",
+                                   className.c_str());
         }
         return nullptr;
     }

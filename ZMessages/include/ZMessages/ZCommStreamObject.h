@@ -16,6 +16,8 @@ public:
     ZCommStreamObject() = default;
     ZCommStreamObject(const ZCommStreamObject&) = default;
     ZCommStreamObject& operator=(const ZCommStreamObject&) = default;
+    ZCommStreamObject(ZCommStreamObject&&) noexcept = default;
+    ZCommStreamObject& operator=(ZCommStreamObject&&) noexcept = default;
     ~ZCommStreamObject() override;
 
     virtual void SetEnvironment(std::shared_ptr<ZEnvironment> environment);

@@ -28,6 +28,10 @@ public:
     // Copies take the source's guarded fields under its lock and get a mutex of their own.
     ZMessage(const ZMessage& other);
     ZMessage& operator=(const ZMessage& other);
+    // Moving takes no lock: a message being moved belongs to the mover alone (a vector growing or
+    // compacting its records), and no other thread may reach it meanwhile.
+    ZMessage(ZMessage&& other) noexcept;
+    ZMessage& operator=(ZMessage&& other) noexcept;
     ~ZMessage() override;
 
     virtual bool ResolvePaths(const ZMap<ZString, ZString>& variables);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ZShared/ZExport.h"
@@ -25,7 +26,9 @@ public:
     static ZLog* GetLogger();
 
     // A level-L line is written by an object with threshold v only when v != 0 and v <= L.
-    static bool Enabled(std::int32_t threshold, std::int32_t level) { return threshold != 0 && threshold <= level; }
+    static bool Enabled(std::int32_t threshold, std::int32_t level) {
+        return threshold != 0 && threshold <= level;
+    }
 
     void Log(std::int32_t level, const char* source, const char* file, const char* function, int line,
              const char* format, ...) __attribute__((format(printf, 7, 8)));
@@ -39,7 +42,7 @@ public:
     static const char* LogLevelToString(ZLogLevel level);
     // Accepts the names above in any letter case, or the digits 0 to 4; anything else,
     // including the empty text, gives LOGLEVEL_NONE.
-    static ZLogLevel StringToLogLevel(const std::string& text);
+    static ZLogLevel StringToLogLevel(std::string_view text);
 
 private:
     ZLog();
@@ -53,22 +56,22 @@ private:
 #endif
 
 // Logs through an explicit threshold and source tag.
-#define ZLOG_WITH(threshold, source, level, ...)                                                           \
-    do {                                                                                                   \
-        if (ZLog::Enabled((threshold), (level))) {                                                         \
-            ZLog::GetLogger()->Log((level), (source), ZLOG_FILE, __func__, __LINE__, __VA_ARGS__);         \
-        }                                                                                                  \
+#define ZLOG_WITH(threshold, source, level, ...)                                                   \
+    do {                                                                                           \
+        if (ZLog::Enabled((threshold), (level))) {                                                 \
+            ZLog::GetLogger()->Log((level), (source), ZLOG_FILE, __func__, __LINE__, __VA_ARGS__); \
+        }                                                                                          \
     } while (0)
 
 // Logs through the enclosing object's m_logLevel and m_logSource.
 #define ZLOG(level, ...) ZLOG_WITH(m_logLevel, m_logSource, level, __VA_ARGS__)
 
 // A failed internal check: one level-4 line naming file and line; execution goes on.
-#define ZASSERT_WITH(threshold, source, cond)                                                              \
-    do {                                                                                                   \
-        if (!(cond)) {                                                                                     \
-            ZLOG_WITH(threshold, source, LOGLEVEL_ERROR, "Assertion failed in <%s> at <%d>!", ZLOG_FILE,   \
-                      __LINE__);                                                                           \
-        }                                                                                                  \
+#define ZASSERT_WITH(threshold, source, cond)                                                            \
+    do {                                                                                                 \
+        if (!(cond)) {                                                                                   \
+            ZLOG_WITH(threshold, source, LOGLEVEL_ERROR, "Assertion failed in <%s> at <%d>!", ZLOG_FILE, \
+                      __LINE__);                                                                         \
+        }                                                                                                \
     } while (0)
 #define ZASSERT(cond) ZASSERT_WITH(m_logLevel, m_logSource, cond)
