@@ -14,6 +14,8 @@
 #include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
 #include "NodeBase/ZEdgeToolsMetadata.h"
 #include "NodeBase/ZNode.h"
+#include "NodeBase/ZNodeManager.h"
+#include "NodeBase/ZNodeManagerConfig.h"
 #include "NodeBase/ZNodeToolsMetadata.h"
 #include "NodeBase/ZNodeUIDMsg.h"
 #include "NodeBase/ZNodesDisconnectedMsg.h"
@@ -48,6 +50,8 @@ struct NodeBaseClasses {
         ZClassRegistration<ZDiscoveryLockUnlockMsg>::Register("ZMessage");
         ZClassRegistration<ZDiscoveryTopoChangeNotificationMsg>::Register("ZMessage");
         ZClassRegistration<ZNodesDisconnectedMsg>::Register("ZMessage");
+        ZClassRegistration<ZNodeManagerConfig>::Register("ZConfig");
+        ZClassRegistration<ZNodeManager>::Register("ZNode");
     }
 } g_nodeBaseClasses;
 }  // namespace

@@ -1,0 +1,162 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "NodeBase/ZNode.h"
+#include "NodeBase/ZNodeManagerConfig.h"
+#include "ZShared/ZEnumNames.h"
+#include "ZShared/ZSteadyClock.h"
+
+enum ZNodeManagerState : std::int32_t {
+    NMSTATE_STOPPED = 0,
+    NMSTATE_REGISTERING = 1,        // asking the discovery node to register the manager
+    NMSTATE_REGISTERING_NODES = 2,  // registered; its nodes are being registered
+    NMSTATE_RUNNING = 3,            // everything registered; sending its sign of life
+};
+Z_ENUM_NAMES(ZNodeManagerState, {NMSTATE_STOPPED, "NMSTATE_STOPPED"},
+             {NMSTATE_REGISTERING, "NMSTATE_REGISTERING"},
+             {NMSTATE_REGISTERING_NODES, "NMSTATE_REGISTERING_NODES"}, {NMSTATE_RUNNING, "NMSTATE_RUNNING"});
+
+// Hosts the nodes of one process or device and keeps them registered with the discovery node.
+//
+// Load creates the configured nodes by class name. The start initializes them on the manager's
+// transport, then registers: "addnodemanager" (retried with a back-off of 0.5 s doubling to 8 s
+// while the discovery node is silent or locked by another manager), one "addnode" per node, an
+// "addplugin" per module, a "topoconnect" per connection, "notifytopochanged", and finally an unlock
+// of the lock the registration took. Running, it sends "findnode" for itself every third of the dead
+// time; the transport counts that as contact, and an answer that it is unknown (the discovery node
+// restarted or removed it) makes it register again with a new session.
+//
+// With a pump thread of its own (Start), the manager starts its nodes' pump threads from it; without
+// (StartManual), the caller drives every pump. A hosted node that waits for the discovery node to
+// number it starts its pump only once it has its UID, so that the UID never changes under a running
+// pump. Nodes that do not register (the discovery node itself) get this manager as their master
+// node manager and start before the registration.
+//
+// Handlers and OnIdle run on the manager's pump; the getters below may be called from any thread.
+class Z_EXPORT ZNodeManager : public ZNode {
+    Z_FACTORY_CLASS(ZNodeManager)
+
+public:
+    static constexpr const char* kFrameworkVersion = "2.151";
+
+    explicit ZNodeManager(const std::string& name = std::string());
+    ~ZNodeManager() override;
+
+    // Takes the configuration: the manager's UID and configuration set, and one node per entry,
+    // made by the factory and given its configuration set. False, with nothing kept, for a class
+    // the factory cannot make as a node, or once started.
+    bool Load(std::shared_ptr<ZNodeManagerConfig> config);
+    // Starts the hosted nodes and the manager on the transport, with pump threads.
+    bool Start(std::shared_ptr<ZNodeComm> comm, std::shared_ptr<ZNodeComm> localComm = nullptr);
+    // The same without pump threads: the caller drives the manager and its nodes (PumpUntilIdle).
+    bool StartManual(std::shared_ptr<ZNodeComm> comm, std::shared_ptr<ZNodeComm> localComm = nullptr);
+    // Leaves the topology ("removenodemanager") when registered, then stops the hosted nodes and
+    // the manager. When the manager hosts the discovery node and runs pump threads, it waits (at
+    // most kLeaveTimeout) until the discovery node has taken it out, so the request is not lost with
+    // the node that should handle it.
+    void Stop();
+    // Stops the hosted nodes and the manager without a word to the discovery node, as a crash or
+    // a power loss would; the liveness monitor removes it once the dead time has passed.
+    void Halt();
+
+    bool OnInit(std::shared_ptr<ZNodeComm> comm, std::shared_ptr<ZNodeComm> localComm, ZNodeUID uid) override;
+    bool InitMessageMap() override;
+    // Starts the hosted nodes, then the registration.
+    bool OnConnected() override;
+    // Retries, time-outs and the sign of life.
+    bool OnIdle() override;
+    bool OnShutdown(bool wait) override;
+    // A node manager registers itself with "addnodemanager", never as a node.
+    bool ShouldRegisterWithDiscovery() const override;
+
+    bool OnAddNodeManagerResponse(const std::shared_ptr<ZMessage>& response);
+    bool OnAddNodeResponse(const std::shared_ptr<ZMessage>& response);
+    bool OnAddPluginResponse(const std::shared_ptr<ZMessage>& response);
+    bool OnTopoConnectResponse(const std::shared_ptr<ZMessage>& response);
+    bool OnFindNodeResponse(const std::shared_ptr<ZMessage>& response);
+    bool OnTopoChanged(const std::shared_ptr<ZMessage>& notification);
+    bool OnNodesDisconnected(const std::shared_ptr<ZMessage>& notification);
+
+    ZNodeManagerState GetState() const { return m_state.load(); }
+    // The session of the current registration; 0 before the first.
+    std::uint32_t GetSessionID() const { return m_sessionID.load(); }
+    // How many times the manager reached NMSTATE_RUNNING.
+    std::size_t GetRegistrationCount() const { return m_registrations.load(); }
+    // The master node manager the discovery node named in its last registration answer.
+    ZNodeUID GetMasterNodeManagerUIDFromDiscovery() const;
+    const ZNodeUID& GetDiscoveryUID() const { return m_discoveryUID; }
+    std::int32_t GetDeadTimeSecs() const;
+    std::chrono::milliseconds GetSignOfLifePeriod() const;
+    // The wait before registration attempt `attempt` + 1: 0.5 s doubling to 8 s.
+    static std::chrono::milliseconds Backoff(std::int32_t attempt);
+
+    // Fixed once loaded.
+    std::vector<std::shared_ptr<ZNode>> GetHostedNodes() const;
+    const std::shared_ptr<ZNodeManagerConfig>& GetConfig() const { return m_pConfig; }
+
+    std::size_t GetTopoChangedCount() const { return m_topoChangedCount.load(); }
+    std::size_t GetNodesDisconnectedCount() const { return m_nodesDisconnectedCount.load(); }
+    std::vector<std::string> GetLastDisconnectedUIDs() const;
+
+    static constexpr std::chrono::milliseconds kLeaveTimeout{2000};
+
+private:
+    struct ZHosted {
+        std::shared_ptr<ZNode> m_pNode;
+        ZString m_className;
+        ZString m_group;
+        bool m_bRegisters = true;
+        bool m_bUIDFinal = false;  // configured, or given by the discovery node
+        bool m_bAnswered = false;  // its "addnode" was answered in the current registration
+    };
+    enum ZWait : std::int32_t {
+        WAIT_ANSWER,  // for the answer to the last "addnodemanager"
+        WAIT_RETRY,   // before the next attempt
+    };
+
+    bool StartHostedNodes();
+    void StartHostedPumps();
+    void StartRegistration();
+    void SendRegistration();
+    void RetryLater(const char* why);
+    void RegisterNodes();
+    void FinishRegistration();
+    void SendSignOfLife();
+    void LeaveTopology();
+    void StopHostedNodes();
+    bool SendRequest(const char* name, std::shared_ptr<ZMessage> request);
+    bool SubscribeHandler(ZEndpointType type, const ZNodeUID& uid, const char* name,
+                          bool (ZNodeManager::*handler)(const std::shared_ptr<ZMessage>&));
+    void SetState(ZNodeManagerState state);
+    static std::uint32_t NewSessionID(std::uint32_t previous);
+
+    std::shared_ptr<ZNodeManagerConfig> m_pConfig;
+    std::vector<ZHosted> m_hosted;
+    ZNodeUID m_discoveryUID;
+    std::atomic<bool> m_bLeaveOnStop{true};
+
+    // Pump-owned.
+    bool m_bHostedPumps = false;
+    ZWait m_wait = WAIT_ANSWER;
+    std::int32_t m_attempt = 0;
+    std::size_t m_pendingNodes = 0;
+    ZSteadyTimePoint m_deadline{};
+    ZSteadyTimePoint m_nextSignOfLife{};
+
+    std::atomic<ZNodeManagerState> m_state{NMSTATE_STOPPED};
+    std::atomic<std::uint32_t> m_sessionID{0};
+    std::atomic<std::size_t> m_registrations{0};
+    std::atomic<std::size_t> m_topoChangedCount{0};
+    std::atomic<std::size_t> m_nodesDisconnectedCount{0};
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_lastDisconnected;
+    ZNodeUID m_masterFromDiscovery;
+};

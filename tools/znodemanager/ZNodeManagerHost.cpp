@@ -1,0 +1,163 @@
+#include "ZNodeManagerHost.h"
+
+#include <chrono>
+#include <cstdio>
+
+#include "NodeBase/ZNodeManager.h"
+#include "NodeBase/ZNodeManagerConfig.h"
+#include "NodeBase/ZTopologyMsg.h"
+#include "NodeComm/ZNodeCommLocal.h"
+#include "ZShared/CID.h"
+#include "ZShared/ZFactory.h"
+#include "ZShared/ZLog.h"
+#include "ZShared/ZMakeShared.h"
+#include "ZSignalWaiter.h"
+#include "ZThresholdLogSink.h"
+#include "ZTopologyRequest.h"
+
+namespace {
+
+constexpr const char* kDiscoveryClass = "ZNodeDiscovery";
+constexpr std::chrono::seconds kTopologyTimeout{5};
+
+bool IsKindOf(const std::string& className, const char* baseClassName) {
+    return ZShared::CID::IsKindOf(ZShared::ZFactory::GetClassID(baseClassName),
+                                  ZShared::ZFactory::GetClassID(className.c_str()));
+}
+
+}  // namespace
+
+ZNodeManagerHost::ZNodeManagerHost(ZOptions options) : m_options(std::move(options)) {}
+
+ZNodeManagerHost::~ZNodeManagerHost() = default;
+
+int ZNodeManagerHost::Report(const std::string& what, int exitCode) {
+    std::fprintf(stderr, "znodemanager: %s\n", what.c_str());
+    std::fflush(stderr);
+    return exitCode;
+}
+
+bool ZNodeManagerHost::ReadConfig(std::int32_t logLevel, std::string& error) {
+    auto config = ZMakeShared<ZNodeManagerConfig>();
+    config->m_logLevel = logLevel;
+    if (!config->Load(m_options.m_configPath.c_str())) {
+        error = config->GetError();
+        return false;
+    }
+    m_pConfig = std::move(config);
+    return true;
+}
+
+bool ZNodeManagerHost::LoadModules(std::string& error) {
+    std::vector<std::string> paths;
+    if (m_pConfig) {
+        for (const auto& module : m_pConfig->m_modules) {
+            paths.push_back(ToStdString(module));
+        }
+    }
+    paths.insert(paths.end(), m_options.m_modules.begin(), m_options.m_modules.end());
+    for (const auto& path : paths) {
+        if (!m_loader.Load(path)) {
+            error = m_loader.GetError();
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ZNodeManagerHost::CheckNodeClasses(std::string& error) const {
+    for (std::size_t i = 0; i < m_pConfig->m_nodes.size(); ++i) {
+        const auto& node = m_pConfig->m_nodes[i];
+        const std::string className = ToStdString(node.m_className);
+        std::string problem;
+        if (ZShared::ZFactory::GetClassID(className.c_str()) == 0) {
+            problem = "unknown class <" + className + ">";
+        } else if (!IsKindOf(className, "ZNode")) {
+            problem = "class <" + className + "> is not a node";
+        }
+        if (!problem.empty()) {
+            error = m_options.m_configPath + ": node " + std::to_string(i + 1) + " (\"" +
+                    ToStdString(node.m_name) + "\"): " + problem;
+            return false;
+        }
+    }
+    return true;
+}
+
+bool ZNodeManagerHost::HostsDiscovery() const {
+    for (const auto& node : m_pConfig->m_nodes) {
+        if (IsKindOf(ToStdString(node.m_className), kDiscoveryClass)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+int ZNodeManagerHost::Run() {
+    ZLog::GetLogger()->SetSink(std::make_shared<ZThresholdLogSink>(m_options.m_logLevel));
+    std::string error;
+    // Read quietly first, for the module list: records of module classes are unknown until then.
+    if (!m_options.m_configPath.empty() && !ReadConfig(LOGLEVEL_NONE, error)) {
+        return Report(error);
+    }
+    if (!LoadModules(error)) {
+        return Report(error);
+    }
+    if (m_options.m_bVersion) {
+        std::printf("znodemanager %s\n", ZNodeManager::kFrameworkVersion);
+        for (const auto& module : m_loader.GetModules()) {
+            std::printf("%s: %s (%s)\n", module.m_path.c_str(), module.m_versionTag.c_str(),
+                        module.m_versionHash.c_str());
+        }
+        return 0;
+    }
+    if (m_options.m_bListClasses) {
+        for (const auto& name : ZShared::ZFactory::GetClassNames()) {
+            std::printf("%s\n", name.c_str());
+        }
+        return 0;
+    }
+    if (!ReadConfig(LOGLEVEL_WARNING, error) || !CheckNodeClasses(error)) {
+        return Report(error);
+    }
+    if (!m_pConfig->m_transportURL.empty()) {
+        return Report(m_options.m_configPath + ": \"TransportURL\" <" +
+                      ToStdString(m_pConfig->m_transportURL) +
+                      ">: only the in-process transport (empty) is built in");
+    }
+    if (!m_options.m_dumpPath.empty() && !HostsDiscovery()) {
+        return Report(m_options.m_configPath + ": --dump-topology needs the discovery node hosted here");
+    }
+    const int exitCode = Serve();
+    m_loader.UnloadAll();
+    return exitCode;
+}
+
+int ZNodeManagerHost::Serve() {
+    auto manager = ZMakeShared<ZNodeManager>(m_pConfig->m_uid.c_str());
+    manager->m_logLevel = m_options.m_logLevel;
+    if (!manager->Load(m_pConfig)) {
+        return Report(m_options.m_configPath + ": the node manager cannot create its nodes");
+    }
+    ZSignalWaiter signals;
+    if (!signals.IsReady()) {
+        return Report("cannot wait for SIGINT and SIGTERM", kExitFailed);
+    }
+    const auto comm = std::make_shared<ZNodeCommLocal>();
+    if (!manager->Start(comm)) {
+        return Report(m_options.m_configPath + ": the node manager did not start", kExitFailed);
+    }
+    const int signal = signals.Wait();
+    ZLOG_WITH(m_options.m_logLevel, "znodemanager", LOGLEVEL_PROGRESS,
+              "Signal %d: stopping node manager <%s>", signal, manager->GetUID().c_str());
+    int exitCode = 0;
+    if (!m_options.m_dumpPath.empty()) {
+        const auto topology =
+            ZTopologyRequest::Fetch(comm, m_pConfig->m_discoveryUID, manager->GetUID(), kTopologyTimeout);
+        if (!topology || !ZTopologyRequest::WriteJSON(*topology, m_options.m_dumpPath)) {
+            exitCode = Report(m_options.m_dumpPath + ": topology not written", kExitFailed);
+        }
+    }
+    manager->Stop();
+    return exitCode;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ZModuleLoader.h"
+
+class ZNodeManagerConfig;
+
+// The znodemanager program: loads the modules a configuration names, runs its node manager on the
+// in-process transport until SIGINT or SIGTERM, then stops it and unloads the modules. Problems
+// with the configuration or the modules end it with one line on stderr and exit code 2.
+class ZNodeManagerHost {
+public:
+    struct ZOptions {
+        std::string m_configPath;
+        std::vector<std::string> m_modules;  // loaded after the configuration's own
+        bool m_bListClasses = false;
+        bool m_bVersion = false;
+        std::int32_t m_logLevel = 2;
+        std::string m_dumpPath;  // the hosted discovery node's graph, written before the manager leaves it
+    };
+
+    static constexpr int kExitBadInput = 2;
+    static constexpr int kExitFailed = 1;
+
+    explicit ZNodeManagerHost(ZOptions options);
+    ~ZNodeManagerHost();
+    ZNodeManagerHost(const ZNodeManagerHost&) = delete;
+    ZNodeManagerHost& operator=(const ZNodeManagerHost&) = delete;
+
+    // The process's exit code.
+    int Run();
+
+private:
+    // Prints "znodemanager: <what>" on stderr; returns the exit code to use.
+    static int Report(const std::string& what, int exitCode = kExitBadInput);
+    bool ReadConfig(std::int32_t logLevel, std::string& error);
+    bool LoadModules(std::string& error);
+    bool CheckNodeClasses(std::string& error) const;
+    bool HostsDiscovery() const;
+    int Serve();
+
+    ZOptions m_options;
+    ZModuleLoader m_loader;
+    std::shared_ptr<ZNodeManagerConfig> m_pConfig;
+};
