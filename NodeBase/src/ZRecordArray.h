@@ -13,22 +13,30 @@ class ZEnvironment;
 namespace ZRecordArray {
 
 // One child stream serves every element: it is emptied after each is stored, which keeps a list of
-// thousands of records from making thousands of streams.
+// thousands of records from making thousands of streams. The first element tells the stream how
+// much room the list will take, so that its buffer is not regrown and copied many times over.
 template <class Record>
 void Write(const std::shared_ptr<ZCommStream>& stream, const char* key, const ZVector<Record>& records) {
     std::shared_ptr<ZCommStream> child = records.empty() ? nullptr : stream->CreateChild();
     if (!child) {
         return;
     }
+    bool first = true;
     for (const auto& record : records) {
         record.Serialize(child);
+        if (first) {
+            stream->ReserveArrayElements(key, records.size(), child);
+            first = false;
+        }
         stream->SerializeArrayElement(key, child);
         child->Clear();
     }
 }
 
 // Replaces the list when the key holds at least one element and keeps it otherwise, since an
-// empty list is never written. Each element is read into the same child stream in turn.
+// empty list is never written. Each element is read into the same child stream in turn, and into a
+// record made in place in a list sized beforehand: records are large, and moving thousands of them
+// as the list grows cost more than reading them.
 template <class Record>
 void Read(const std::shared_ptr<ZCommStream>& stream, const char* key,
           const std::shared_ptr<ZEnvironment>& environment, ZVector<Record>& records) {
@@ -38,12 +46,12 @@ void Read(const std::shared_ptr<ZCommStream>& stream, const char* key,
     while (child && stream->DeserializeArrayElement(key, child, cursor)) {
         if (first) {
             records.clear();
+            records.reserve(stream->CountArrayElements(key));
             first = false;
         }
-        Record record;
+        Record& record = records.emplace_back();
         record.SetEnvironment(environment);
         record.Deserialize(child);
-        records.push_back(std::move(record));
     }
 }
 

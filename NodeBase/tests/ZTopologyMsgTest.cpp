@@ -78,6 +78,67 @@ TEST(ZTopologyMsgTest, RemoveNodesTakesTheManagersNodesAndEveryEdgeTouchingThem)
     EXPECT_EQ(capture->Records()[0].level, LOGLEVEL_PROGRESS);
 }
 
+// What RemoveNodes must match: a walk over the nodes that, at each node of the manager, logs and
+// removes the edges left that touch it, then logs and removes the node.
+void RemoveNodeByNode(ZTopologyMsg& graph, const ZNodeUID& manager, ZVector<ZNodeUID>& removed,
+                      std::vector<std::string>& lines) {
+    ZVector<ZTopologyNode> kept;
+    for (const auto& node : graph.m_nodes) {
+        if (node.m_nodeManagerUID != manager) {
+            kept.push_back(node);
+            continue;
+        }
+        ZVector<ZTopologyEdge> edges;
+        for (const auto& edge : graph.m_edges) {
+            if (edge.m_from.m_uid == node.m_uid || edge.m_to.m_uid == node.m_uid) {
+                lines.push_back("Removing edge <" + std::string(edge.AsString().c_str()) + ">...");
+            } else {
+                edges.push_back(edge);
+            }
+        }
+        graph.m_edges = edges;
+        lines.push_back("Removing node <" + std::string(node.AsString().c_str()) + ">...");
+        removed.push_back(node.m_uid);
+    }
+    graph.m_nodes = kept;
+}
+
+TEST(ZTopologyMsgTest, RemoveNodesMatchesANodeByNodeWalkOnALargerGraph) {
+    ZTopologyMsg sut;
+    std::uint32_t seed = 12345;
+    const auto next = [&seed](std::uint32_t range) {
+        seed = seed * 1664525u + 1013904223u;
+        return (seed >> 8) % range;
+    };
+    // UIDs repeat now and then, some of them under two managers.
+    for (int i = 0; i < 300; ++i) {
+        const std::string uid = "N" + std::to_string(next(260));
+        const std::string manager = "M" + std::to_string(next(4));
+        sut.m_nodes.push_back(Node(uid.c_str(), manager.c_str()));
+    }
+    for (int i = 0; i < 900; ++i) {
+        const std::string from = "N" + std::to_string(next(270));
+        const std::string to = "N" + std::to_string(next(270));
+        sut.m_edges.push_back(Edge(from.c_str(), to.c_str()));
+    }
+    for (const char* manager : {"M2", "M0", "M9", "M1"}) {
+        ZTopologyMsg expected = sut;
+        ZVector<ZNodeUID> expectedRemoved{ZNodeUID("earlier")};
+        std::vector<std::string> expectedLines;
+        RemoveNodeByNode(expected, ZNodeUID(manager), expectedRemoved, expectedLines);
+        ZVector<ZNodeUID> removed{ZNodeUID("earlier")};
+        ZScopedLogCapture capture;
+
+        sut.RemoveNodes(ZNodeUID(manager), removed);
+
+        EXPECT_EQ(Uids(sut), Uids(expected)) << manager;
+        EXPECT_EQ(Edges(sut), Edges(expected)) << manager;
+        EXPECT_EQ(removed, expectedRemoved) << manager;
+        EXPECT_EQ(capture->Texts(), expectedLines) << manager;
+    }
+    EXPECT_FALSE(sut.m_nodes.empty());
+}
+
 TEST(ZTopologyMsgTest, RemoveNodesOfAManagerWithoutNodesChangesNothing) {
     ZTopologyMsg sut;
     sut.m_nodes = {Node("A", "M")};

@@ -45,26 +45,24 @@ constexpr std::size_t kInitialCapacity = 256;
 // Streams with more entries than this find keys for writing through a hash index instead of a scan.
 constexpr std::size_t kIndexThreshold = 16;
 
-// Size of a fixed-size value, 0 for a length-prefixed one, -1 for an unknown type.
+// Size of a fixed-size value, 0 for a length-prefixed one, -1 for an unknown type. A table, since
+// every key search asks it of each entry it passes.
+constexpr std::int8_t kFixedSizes[] = {
+    -1,  // no type 0
+    4,   // ENTRY_INT32
+    4,   // ENTRY_UINT32
+    8,   // ENTRY_INT64
+    4,   // ENTRY_FLOAT
+    8,   // ENTRY_DOUBLE
+    1,   // ENTRY_BOOL
+    0,   // ENTRY_STRING
+    0,   // ENTRY_STRING_LIST
+    0,   // ENTRY_CHILD
+    0,   // ENTRY_ARRAY_ELEMENT
+};
+
 int FixedSize(std::uint8_t type) {
-    switch (type) {
-        case ENTRY_INT32:
-        case ENTRY_UINT32:
-        case ENTRY_FLOAT:
-            return 4;
-        case ENTRY_INT64:
-        case ENTRY_DOUBLE:
-            return 8;
-        case ENTRY_BOOL:
-            return 1;
-        case ENTRY_STRING:
-        case ENTRY_STRING_LIST:
-        case ENTRY_CHILD:
-        case ENTRY_ARRAY_ELEMENT:
-            return 0;
-        default:
-            return -1;
-    }
+    return type < sizeof kFixedSizes ? kFixedSizes[type] : -1;
 }
 
 const char* TypeName(std::uint8_t type) {
@@ -151,8 +149,39 @@ std::uint64_t KeyBit(const char* key, std::size_t length) {
     return std::uint64_t{1} << (mix & 63u);
 }
 
-// Reads the entry at `pos`, never past `end`. Null on success, else what is wrong with it.
-const char* ReadEntry(const char* data, std::size_t pos, std::size_t end, ZBinaryEntry& entry) {
+// Whether two keys of `length` bytes are equal. Inlined with word compares: keys are short, and a
+// lookup compares one or two, where a call to memcmp costs more than the compare.
+inline __attribute__((always_inline)) bool SameKey(const char* a, const char* b, std::size_t length) {
+    const auto same = [a, b](std::size_t at, std::size_t size) {  // size 4 or 8
+        std::uint64_t x = 0;
+        std::uint64_t y = 0;
+        std::memcpy(&x, a + at, size);
+        std::memcpy(&y, b + at, size);
+        return x == y;
+    };
+    if (length >= 8) {
+        for (std::size_t at = 0; at + 8 < length; at += 8) {
+            if (!same(at, 8)) {
+                return false;
+            }
+        }
+        return same(length - 8, 8);
+    }
+    if (length >= 4) {
+        return same(0, 4) && same(length - 4, 4);
+    }
+    for (std::size_t i = 0; i < length; ++i) {
+        if (a[i] != b[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Reads the entry at `pos`, never past `end`. Null on success, else what is wrong with it. Inlined:
+// key searches call it for every entry they pass.
+inline __attribute__((always_inline)) const char* ReadEntry(const char* data, std::size_t pos,
+                                                            std::size_t end, ZBinaryEntry& entry) {
     if (end - pos < kEntryHeaderSize) {
         return "entry header runs past the end";
     }
@@ -311,22 +340,40 @@ void ZBinaryCommStream::Clear() {
     m_keyBits = 0;
     m_keyIndex.clear();
     m_bIndexReady = false;
+    ForgetPositions();
 }
 
-void ZBinaryCommStream::SetView(std::shared_ptr<ZString> data, std::size_t begin, std::size_t end) {
-    m_pShared = std::move(data);
-    ZString().swap(m_ownData);
+// A child that reads one record after another keeps looking at the same buffer: it is only taken
+// when it changes, which spares two atomic count updates per record.
+void ZBinaryCommStream::SetView(const std::shared_ptr<ZString>& data, std::size_t begin, std::size_t end) {
+    if (m_pShared != data) {
+        m_pShared = data;
+    }
+    if (m_ownData.capacity() > ZString().capacity()) {
+        ZString().swap(m_ownData);
+    } else {
+        m_ownData.clear();
+    }
     m_begin = begin;
     m_end = end;
     m_scanPos = begin;
     m_bOwnsData = false;
     ++m_generation;
     m_bWriteStateReady = false;
-    m_keyIndex.clear();
+    if (!m_keyIndex.empty()) {
+        m_keyIndex.clear();
+    }
     m_bIndexReady = false;
+    ForgetPositions();
 }
 
-std::shared_ptr<ZString> ZBinaryCommStream::Share() {
+void ZBinaryCommStream::ForgetPositions() {
+    m_readBits = 0;
+    m_readEnd = m_begin;
+    m_lastArrayEntry = kNoEntry;
+}
+
+const std::shared_ptr<ZString>& ZBinaryCommStream::Share() {
     if (!m_pShared) {
         m_pShared = std::allocate_shared<ZString>(ZAllocator<ZString>(), std::move(m_ownData));
         m_ownData.clear();
@@ -353,6 +400,10 @@ ZString& ZBinaryCommStream::MakeWritable() {
     m_ownData.swap(copy);
     m_pShared.reset();
     m_scanPos = m_scanPos >= m_begin && m_scanPos <= m_end ? m_scanPos - m_begin : 0;
+    m_readEnd -= m_begin;
+    if (m_lastArrayEntry != kNoEntry) {
+        m_lastArrayEntry -= m_begin;
+    }
     m_begin = 0;
     m_end = size;
     m_bOwnsData = true;
@@ -415,7 +466,9 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     bool existingIsArray = false;
     const std::uint64_t bit = KeyBit(key, keyLength);
     std::uint64_t hash = 0;
-    if (m_entryCount <= kIndexThreshold) {
+    if (type == ENTRY_ARRAY_ELEMENT && IsLastArrayKey(key, keyLength)) {
+        exists = existingIsArray = true;  // another element of the array being written
+    } else if (m_entryCount <= kIndexThreshold) {
         ZBinaryEntry found;
         exists = (m_keyBits & bit) != 0 && FindForward(key, keyLength, m_begin, found);
         existingIsArray = exists && found.m_type == ENTRY_ARRAY_ELEMENT;
@@ -443,7 +496,10 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     m_end = data.size();
     ++m_entryCount;
     m_keyBits |= bit;
-    if (m_bIndexReady) {
+    if (type == ENTRY_ARRAY_ELEMENT) {
+        m_lastArrayEntry = at;
+    }
+    if (m_bIndexReady && !exists) {
         m_keyIndex.emplace(hash, type == ENTRY_ARRAY_ELEMENT);
     }
     return true;
@@ -458,7 +514,7 @@ void ZBinaryCommStream::ReplaceEntries(const char* key, std::size_t keyLength, c
     for (std::size_t pos = m_begin; pos < m_end && ReadEntry(data, pos, m_end, current) == nullptr;
          pos = current.m_next) {
         const bool match =
-            current.m_keyLength == keyLength && std::memcmp(data + current.m_keyPos, key, keyLength) == 0;
+            current.m_keyLength == keyLength && SameKey(data + current.m_keyPos, key, keyLength);
         if (!match) {
             rebuilt.append(data + pos, current.m_next - pos);
         } else if (!placed) {
@@ -475,6 +531,7 @@ void ZBinaryCommStream::ReplaceEntries(const char* key, std::size_t keyLength, c
     m_scanPos = 0;
     ++m_generation;
     m_bWriteStateReady = false;
+    ForgetPositions();
 }
 
 bool ZBinaryCommStream::FindForward(const char* key, std::size_t keyLength, std::size_t from,
@@ -484,7 +541,7 @@ bool ZBinaryCommStream::FindForward(const char* key, std::size_t keyLength, std:
         if (ReadEntry(data, pos, m_end, entry) != nullptr) {
             return false;
         }
-        if (entry.m_keyLength == keyLength && std::memcmp(data + entry.m_keyPos, key, keyLength) == 0) {
+        if (entry.m_keyLength == keyLength && SameKey(data + entry.m_keyPos, key, keyLength)) {
             return true;
         }
         pos = entry.m_next;
@@ -492,22 +549,65 @@ bool ZBinaryCommStream::FindForward(const char* key, std::size_t keyLength, std:
     return false;
 }
 
+// Nothing matched from the scan position to the end, so a match before it is the first from the
+// start. Key fingerprints, while they are up to date, tell most absent keys without that pass.
 bool ZBinaryCommStream::FindWrapped(const char* key, std::size_t keyLength, ZBinaryEntry& entry) const {
-    const std::size_t start = m_scanPos >= m_begin && m_scanPos <= m_end ? m_scanPos : m_begin;
+    const std::size_t start = ScanStart();
     if (FindForward(key, keyLength, start, entry)) {
         return true;
     }
+    if (start == m_begin || (m_bWriteStateReady && (m_keyBits & KeyBit(key, keyLength)) == 0)) {
+        return false;
+    }
+    return FindForward(key, keyLength, m_begin, entry);
+}
+
+// Records are read key by key in the order they were written, then probed for optional keys. The
+// entries passed on the way, from the start without a gap, leave their key fingerprints, which
+// tell most absent keys without a second pass; failing that, the first miss takes the fingerprints
+// of every key.
+bool ZBinaryCommStream::FindReading(const char* key, ZBinaryEntry& entry) {
+    const std::size_t keyLength = std::strlen(key);
+    const std::size_t start = ScanStart();
     const char* data = Bytes();
-    for (std::size_t pos = m_begin; pos < start;) {
+    for (std::size_t pos = start; pos < m_end;) {
         if (ReadEntry(data, pos, m_end, entry) != nullptr) {
             return false;
         }
-        if (entry.m_keyLength == keyLength && std::memcmp(data + entry.m_keyPos, key, keyLength) == 0) {
+        if (pos == m_readEnd) {
+            m_readBits |= KeyBit(data + entry.m_keyPos, entry.m_keyLength);
+            m_readEnd = entry.m_next;
+        }
+        if (entry.m_keyLength == keyLength && SameKey(data + entry.m_keyPos, key, keyLength)) {
             return true;
         }
         pos = entry.m_next;
     }
-    return false;
+    if (start == m_begin) {
+        return false;
+    }
+    const std::uint64_t bit = KeyBit(key, keyLength);
+    if (m_readEnd == m_end) {
+        if ((m_readBits & bit) == 0) {
+            return false;
+        }
+    } else {
+        if (!m_bWriteStateReady) {
+            PrepareWriteState();
+        }
+        if ((m_keyBits & bit) == 0) {
+            return false;
+        }
+    }
+    return FindForward(key, keyLength, m_begin, entry);
+}
+
+bool ZBinaryCommStream::IsLastArrayKey(const char* key, std::size_t keyLength) const {
+    if (m_lastArrayEntry == kNoEntry) {
+        return false;
+    }
+    const char* stored = Bytes() + m_lastArrayEntry;
+    return GetU16(stored + 1) == keyLength && SameKey(stored + kEntryHeaderSize, key, keyLength);
 }
 
 void ZBinaryCommStream::LogWrongType(const char* key, const char* expected, std::uint8_t found) const {
@@ -515,7 +615,7 @@ void ZBinaryCommStream::LogWrongType(const char* key, const char* expected, std:
 }
 
 bool ZBinaryCommStream::Lookup(const char* key, std::uint8_t type, ZBinaryEntry& entry) {
-    if (key == nullptr || !FindWrapped(key, std::strlen(key), entry)) {
+    if (key == nullptr || !FindReading(key, entry)) {
         return false;
     }
     m_scanPos = entry.m_next;
@@ -557,7 +657,7 @@ std::optional<ZStreamNumber> NumberAt(const char* data, const ZBinaryEntry& entr
 template <class Int>
 bool ZBinaryCommStream::ReadInteger(const char* key, Int& value) {
     ZBinaryEntry entry;
-    if (key == nullptr || !FindWrapped(key, std::strlen(key), entry)) {
+    if (key == nullptr || !FindReading(key, entry)) {
         return false;
     }
     m_scanPos = entry.m_next;
@@ -571,7 +671,7 @@ bool ZBinaryCommStream::ReadInteger(const char* key, Int& value) {
 
 bool ZBinaryCommStream::ReadNumber(const char* key, const char* typeName, double& value) {
     ZBinaryEntry entry;
-    if (key == nullptr || !FindWrapped(key, std::strlen(key), entry)) {
+    if (key == nullptr || !FindReading(key, entry)) {
         return false;
     }
     m_scanPos = entry.m_next;
@@ -617,6 +717,11 @@ bool ZBinaryCommStream::Serialize(const char* key, bool value, bool) {
 bool ZBinaryCommStream::Serialize(const char* key, const ZString& value, bool) {
     return WriteEntry(key, ENTRY_STRING, value.size(),
                       [&value](char* out) { std::memcpy(out, value.data(), value.size()); });
+}
+
+bool ZBinaryCommStream::SerializeView(const char* key, std::string_view value) {
+    return WriteEntry(key, ENTRY_STRING, value.size(),
+                      [value](char* out) { std::memcpy(out, value.data(), value.size()); });
 }
 
 bool ZBinaryCommStream::Serialize(const char* key, const char* value, bool) {
@@ -692,6 +797,15 @@ bool ZBinaryCommStream::Deserialize(const char* key, ZString& value) {
     return true;
 }
 
+bool ZBinaryCommStream::DeserializeView(const char* key, std::string_view& value) {
+    ZBinaryEntry entry;
+    if (!Lookup(key, ENTRY_STRING, entry)) {
+        return false;
+    }
+    value = std::string_view(Bytes() + entry.m_valuePos, entry.m_valueLength);
+    return true;
+}
+
 bool ZBinaryCommStream::Deserialize(const char* key, ZStringList& value) {
     ZBinaryEntry entry;
     if (!Lookup(key, ENTRY_STRING_LIST, entry)) {
@@ -732,6 +846,36 @@ bool ZBinaryCommStream::SerializeChild(const char* key, const std::shared_ptr<ZC
 
 bool ZBinaryCommStream::SerializeArrayElement(const char* key, const std::shared_ptr<ZCommStream>& child) {
     return WriteChild(key, ENTRY_ARRAY_ELEMENT, child);
+}
+
+void ZBinaryCommStream::ReserveArrayElements(const char* key, std::size_t count,
+                                             const std::shared_ptr<ZCommStream>& sample) {
+    const ZBinaryCommStream* source = AsBinary(sample.get());
+    if (key == nullptr || source == nullptr || count == 0) {
+        return;
+    }
+    const std::size_t entrySize =
+        kEntryHeaderSize + std::strlen(key) + kLengthSize + (source->m_end - source->m_begin);
+    if (count > kMaxValueLength / entrySize) {
+        return;  // more than a child can hold: the writes will say so
+    }
+    const std::size_t used = m_end - m_begin;
+    // Elements differ in size; an eighth more keeps somewhat larger ones from doubling the buffer.
+    const std::size_t wanted = used + count * entrySize + count * entrySize / 8;
+    ZString& data = MakeWritable();
+    if (data.capacity() < wanted) {
+        data.reserve(wanted);
+    }
+}
+
+std::shared_ptr<ZCommStream> ZBinaryCommStream::ReadChild(const char* key) {
+    ZBinaryEntry entry;
+    if (!Lookup(key, ENTRY_CHILD, entry)) {
+        return nullptr;
+    }
+    std::shared_ptr<ZCommStream> child = CreateChild();
+    static_cast<ZBinaryCommStream&>(*child).SetView(Share(), entry.m_valuePos, entry.m_next);
+    return child;
 }
 
 bool ZBinaryCommStream::DeserializeChild(const char* key, std::shared_ptr<ZCommStream>& child) {
@@ -787,6 +931,22 @@ bool ZBinaryCommStream::DeserializeArrayElement(const char* key, std::shared_ptr
 bool ZBinaryCommStream::HasKey(const char* key) const {
     ZBinaryEntry entry;
     return key != nullptr && FindWrapped(key, std::strlen(key), entry);
+}
+
+std::size_t ZBinaryCommStream::CountArrayElements(const char* key) const {
+    if (key == nullptr) {
+        return 0;
+    }
+    const std::size_t keyLength = std::strlen(key);
+    const char* data = Bytes();
+    std::size_t count = 0;
+    ZBinaryEntry entry;
+    for (std::size_t pos = m_begin; pos < m_end && ReadEntry(data, pos, m_end, entry) == nullptr;
+         pos = entry.m_next) {
+        count += entry.m_type == ENTRY_ARRAY_ELEMENT && entry.m_keyLength == keyLength &&
+                 SameKey(data + entry.m_keyPos, key, keyLength);
+    }
+    return count;
 }
 
 bool ZBinaryCommStream::GetData(std::string& data) const {

@@ -1,14 +1,31 @@
 #include "ZMessages/ZCommEndpoint.h"
 
+#include <algorithm>
 #include <tuple>
 
+#include "ZMessages/ZBinaryCommStream.h"
 #include "ZMessages/ZCommStream.h"
 
 ZEndpointType ZEndpointTypeConv::StrToEndpointType(std::string_view text) {
     return ZEnum::Cast<ZEndpointType>(text).value_or(EP_NULL);
 }
 
-const char* ZEndpointTypeConv::EndpointTypeToStr(ZEndpointType type) { return ZEnum::Name(type); }
+const char* ZEndpointTypeConv::EndpointTypeToStr(ZEndpointType type) {
+    return ZEnum::Name(type);
+}
+
+namespace {
+// Room for the text of most endpoints, which is too long for a string's inline buffer.
+constexpr std::size_t kTextRoom = 128;
+
+// The stream as a binary one, which lends and takes endpoint texts without a string in between:
+// topologies read and write them by the ten thousand. Null for any other kind.
+ZBinaryCommStream* AsBinary(ZCommStream* stream) {
+    return ZBinaryCommStream::m_cid != 0 && stream->GetCID() == ZBinaryCommStream::m_cid
+               ? static_cast<ZBinaryCommStream*>(stream)
+               : nullptr;
+}
+}  // namespace
 
 ZString ZCommEndpoint::AsString() const {
     if (m_type == EP_NULL) {
@@ -45,9 +62,41 @@ void ZCommEndpoint::Parse(std::string_view text) {
     }
 }
 
+std::size_t ZCommEndpoint::TextInto(char* out, std::size_t room) const {
+    const bool isNull = m_type == EP_NULL;
+    const std::string_view type = isNull ? "null" : ZEndpointTypeConv::EndpointTypeToStr(m_type);
+    const ZString& uid = m_uid.AsString();
+    const bool named = !isNull && !m_name.empty();
+    const std::size_t length = type.size() + (isNull ? 0 : 1 + uid.size()) + (named ? 1 + m_name.size() : 0);
+    if (length > room) {
+        return 0;
+    }
+    char* at = std::copy(type.begin(), type.end(), out);
+    if (!isNull) {
+        *at++ = '/';
+        at = std::copy(uid.begin(), uid.end(), at);
+    }
+    if (named) {
+        *at++ = '/';
+        std::copy(m_name.begin(), m_name.end(), at);
+    }
+    return length;
+}
+
 bool ZCommEndpoint::Deserialize(const std::shared_ptr<ZCommStream>& stream, const char* key) {
+    if (!stream) {
+        return false;
+    }
+    if (ZBinaryCommStream* binary = AsBinary(stream.get())) {
+        std::string_view text;
+        if (!binary->DeserializeView(key, text)) {
+            return false;
+        }
+        Parse(text);
+        return true;
+    }
     ZString text;
-    if (!stream || !stream->Deserialize(key, text)) {
+    if (!stream->Deserialize(key, text)) {
         return false;
     }
     Parse(std::string_view(text.data(), text.size()));
@@ -55,7 +104,16 @@ bool ZCommEndpoint::Deserialize(const std::shared_ptr<ZCommStream>& stream, cons
 }
 
 bool ZCommEndpoint::Serialize(const std::shared_ptr<ZCommStream>& stream, const char* key) const {
-    return stream && stream->Serialize(key, AsString(), false);
+    if (!stream) {
+        return false;
+    }
+    if (ZBinaryCommStream* binary = AsBinary(stream.get())) {
+        char text[kTextRoom];
+        if (const std::size_t length = TextInto(text, sizeof text)) {
+            return binary->SerializeView(key, std::string_view(text, length));
+        }
+    }
+    return stream->Serialize(key, AsString(), false);
 }
 
 bool operator<(const ZCommEndpoint& a, const ZCommEndpoint& b) {

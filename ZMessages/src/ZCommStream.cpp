@@ -15,6 +15,12 @@ void ZCommStream::InitChild(ZCommStream& child) const {
     child.m_logLevel = m_logLevel;
 }
 
+void ZCommStream::ReserveArrayElements(const char*, std::size_t, const std::shared_ptr<ZCommStream>&) {}
+
+std::size_t ZCommStream::CountArrayElements(const char*) const {
+    return 0;
+}
+
 std::shared_ptr<ZCommStream> ZCommStream::ReadChild(const char* key) {
     if (!HasKey(key)) {
         return nullptr;

@@ -387,6 +387,11 @@ bool ZJSONCommStream::HasKey(const char* key) const {
     return Find(m_pDocument->m_root, key) != nullptr;
 }
 
+std::size_t ZJSONCommStream::CountArrayElements(const char* key) const {
+    const ZJson* node = Find(m_pDocument->m_root, key);
+    return node != nullptr && node->is_array() ? node->size() : 0;
+}
+
 bool ZJSONCommStream::GetData(std::string& data) const {
     const int indent = m_bCompact ? -1 : 2;
     try {

@@ -8,15 +8,20 @@ namespace {
 constexpr std::int32_t kDefaultPriority = 5000;
 }
 
+// Endpoint, sender, sequence, delivery data and flags of a message.
+struct ZMessage::ZEnvelope {
+    ZCommEndpoint m_endpoint;
+    ZCommEndpoint m_source;
+    std::uint32_t m_sequence = 0;
+    std::int32_t m_deliveryInfo = 0;
+    ZMessageFlags m_flags;
+};
+
 ZMessage::ZMessage() : m_priority(kDefaultPriority) {}
 
 ZMessage::ZMessage(const ZMessage& other) : ZCommStreamObject(other), m_priority(other.m_priority) {
     std::lock_guard<std::mutex> lock(other.m_mutex);
-    m_endpoint = other.m_endpoint;
-    m_source = other.m_source;
-    m_sequence = other.m_sequence;
-    m_deliveryInfo = other.m_deliveryInfo;
-    m_flags = other.m_flags;
+    m_pEnvelope = other.CopyEnvelope();
 }
 
 ZMessage& ZMessage::operator=(const ZMessage& other) {
@@ -25,47 +30,39 @@ ZMessage& ZMessage::operator=(const ZMessage& other) {
     }
     ZCommStreamObject::operator=(other);
     m_priority = other.m_priority;
-    ZCommEndpoint endpoint, source;
-    std::uint32_t sequence;
-    std::int32_t deliveryInfo;
-    ZMessageFlags flags;
+    ZEnvelopePtr envelope;
     {
         std::lock_guard<std::mutex> lock(other.m_mutex);
-        endpoint = other.m_endpoint;
-        source = other.m_source;
-        sequence = other.m_sequence;
-        deliveryInfo = other.m_deliveryInfo;
-        flags = other.m_flags;
+        envelope = other.CopyEnvelope();
     }
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_endpoint = std::move(endpoint);
-    m_source = std::move(source);
-    m_sequence = sequence;
-    m_deliveryInfo = deliveryInfo;
-    m_flags = flags;
+    m_pEnvelope.swap(envelope);
     return *this;
 }
 
 ZMessage::ZMessage(ZMessage&& other) noexcept
     : ZCommStreamObject(std::move(other)),
       m_priority(other.m_priority),
-      m_endpoint(std::move(other.m_endpoint)),
-      m_source(std::move(other.m_source)),
-      m_sequence(other.m_sequence),
-      m_deliveryInfo(other.m_deliveryInfo),
-      m_flags(other.m_flags) {}
+      m_pEnvelope(std::move(other.m_pEnvelope)) {}
 
 ZMessage& ZMessage::operator=(ZMessage&& other) noexcept {
     if (this != &other) {
         ZCommStreamObject::operator=(std::move(other));
         m_priority = other.m_priority;
-        m_endpoint = std::move(other.m_endpoint);
-        m_source = std::move(other.m_source);
-        m_sequence = other.m_sequence;
-        m_deliveryInfo = other.m_deliveryInfo;
-        m_flags = other.m_flags;
+        m_pEnvelope = std::move(other.m_pEnvelope);
     }
     return *this;
+}
+
+ZMessage::ZEnvelopePtr ZMessage::CopyEnvelope() const {
+    return m_pEnvelope ? ZEnvelopePtr(ZShared::ZNewInSBA<ZEnvelope>(*m_pEnvelope)) : nullptr;
+}
+
+ZMessage::ZEnvelope& ZMessage::Envelope() {
+    if (!m_pEnvelope) {
+        m_pEnvelope.reset(ZShared::ZNewInSBA<ZEnvelope>());
+    }
+    return *m_pEnvelope;
 }
 
 ZMessage::~ZMessage() = default;
@@ -113,13 +110,15 @@ bool ZMessage::SerializeMessage(const std::shared_ptr<ZCommStream>& stream) cons
         return false;
     }
     ZCommEndpoint source;
-    std::int32_t deliveryInfo;
+    std::int32_t deliveryInfo = 0;
     ZMessageFlags flags;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        source = m_source;
-        deliveryInfo = m_deliveryInfo;
-        flags = m_flags;
+        if (m_pEnvelope) {
+            source = m_pEnvelope->m_source;
+            deliveryInfo = m_pEnvelope->m_deliveryInfo;
+            flags = m_pEnvelope->m_flags;
+        }
     }
     auto body = stream->CreateChild();
     if (!body || !Serialize(body)) {
@@ -142,55 +141,67 @@ bool ZMessage::CloneDataMembers(std::shared_ptr<ZMessage>& target) const {
     if (!target) {
         return false;
     }
-    ZCommEndpoint endpoint, source;
-    std::uint32_t sequence;
-    std::int32_t deliveryInfo;
-    ZMessageFlags flags;
+    ZEnvelopePtr envelope;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        endpoint = m_endpoint;
-        source = m_source;
-        sequence = m_sequence;
-        deliveryInfo = m_deliveryInfo;
-        flags = m_flags;
+        envelope = CopyEnvelope();
     }
     std::lock_guard<std::mutex> lock(target->m_mutex);
-    target->m_endpoint = std::move(endpoint);
-    target->m_source = std::move(source);
-    target->m_sequence = sequence;
-    target->m_deliveryInfo = deliveryInfo;
-    target->m_flags = flags;
+    target->m_pEnvelope.swap(envelope);
     return true;
 }
 
-#define Z_GUARDED_ACCESSORS(Type, Name, member)    \
-    Type ZMessage::Get##Name() const {             \
-        std::lock_guard<std::mutex> lock(m_mutex); \
-        return member;                             \
-    }                                              \
-    void ZMessage::Set##Name(Type value) {         \
-        std::lock_guard<std::mutex> lock(m_mutex); \
-        member = value;                            \
+namespace {
+// Whether a value is the field's default: setting it on a message without an envelope changes
+// nothing, so no envelope is made for it (a clone copies its original's sender, often none).
+bool IsDefault(const ZCommEndpoint& endpoint) {
+    return endpoint.m_type == EP_NULL && endpoint.m_uid.IsEmpty() && endpoint.m_name.empty() &&
+           endpoint.m_qos == 0 && endpoint.m_userData == 0;
+}
+bool IsDefault(ZMessageFlags flags) {
+    return !flags.m_bResponseRequested && !flags.m_bNotification && !flags.m_bRetained;
+}
+template <class T>
+bool IsDefault(T value) {
+    return value == T();
+}
+}  // namespace
+
+// Reads give the default while no envelope exists; writes other than of a default make it.
+#define Z_GUARDED_ACCESSORS(Type, Name, member, defaultValue)    \
+    Type ZMessage::Get##Name() const {                           \
+        std::lock_guard<std::mutex> lock(m_mutex);               \
+        return m_pEnvelope ? m_pEnvelope->member : defaultValue; \
+    }                                                            \
+    void ZMessage::Set##Name(Type value) {                       \
+        std::lock_guard<std::mutex> lock(m_mutex);               \
+        if (m_pEnvelope || !IsDefault(value)) {                  \
+            Envelope().member = value;                           \
+        }                                                        \
     }
 
 ZCommEndpoint ZMessage::GetEndpoint() const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_endpoint;
+    return m_pEnvelope ? m_pEnvelope->m_endpoint : ZCommEndpoint();
 }
 void ZMessage::SetEndpoint(const ZCommEndpoint& endpoint) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_endpoint = endpoint;
+    if (m_pEnvelope || !IsDefault(endpoint)) {
+        Envelope().m_endpoint = endpoint;
+    }
 }
 ZCommEndpoint ZMessage::GetSource() const {
     std::lock_guard<std::mutex> lock(m_mutex);
-    return m_source;
+    return m_pEnvelope ? m_pEnvelope->m_source : ZCommEndpoint();
 }
 void ZMessage::SetSource(const ZCommEndpoint& source) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_source = source;
+    if (m_pEnvelope || !IsDefault(source)) {
+        Envelope().m_source = source;
+    }
 }
-Z_GUARDED_ACCESSORS(std::uint32_t, Sequence, m_sequence)
-Z_GUARDED_ACCESSORS(std::int32_t, DeliveryInfo, m_deliveryInfo)
-Z_GUARDED_ACCESSORS(ZMessageFlags, Flags, m_flags)
-Z_GUARDED_ACCESSORS(bool, ResponseRequested, m_flags.m_bResponseRequested)
-Z_GUARDED_ACCESSORS(bool, Notification, m_flags.m_bNotification)
+Z_GUARDED_ACCESSORS(std::uint32_t, Sequence, m_sequence, 0u)
+Z_GUARDED_ACCESSORS(std::int32_t, DeliveryInfo, m_deliveryInfo, 0)
+Z_GUARDED_ACCESSORS(ZMessageFlags, Flags, m_flags, ZMessageFlags())
+Z_GUARDED_ACCESSORS(bool, ResponseRequested, m_flags.m_bResponseRequested, false)
+Z_GUARDED_ACCESSORS(bool, Notification, m_flags.m_bNotification, false)

@@ -289,4 +289,94 @@ TEST(ZBinaryCommStreamTest, AStreamCanStoreAndReadItself) {
     EXPECT_FALSE(sut->HasKey("copy"));
 }
 
+// A record read from an array, as the topology reads its nodes.
+std::shared_ptr<ZCommStream> RecordView(const std::shared_ptr<ZBinaryCommStream>& parent) {
+    auto record = parent->CreateChild();
+    record->Serialize("a", 1, false);
+    record->Serialize("b", "two", false);
+    record->Serialize("c", 3, false);
+    parent->SerializeArrayElement("records", record);
+    std::shared_ptr<void> cursor;
+    std::shared_ptr<ZCommStream> view;
+    EXPECT_TRUE(parent->DeserializeArrayElement("records", view, cursor));
+    return view;
+}
+
+TEST(ZBinaryCommStreamTest, AbsentKeysStayAbsentAndPresentOnesFoundWhileTheStreamChanges) {
+    auto parent = ZMakeShared<ZBinaryCommStream>();
+    auto sut = RecordView(parent);
+    std::int32_t number = 0;
+    ZString text;
+
+    EXPECT_TRUE(sut->Deserialize("a", number));
+    EXPECT_TRUE(sut->Deserialize("b", text));
+    EXPECT_FALSE(sut->Deserialize("x", number));
+    EXPECT_FALSE(sut->HasKey("y"));
+    EXPECT_TRUE(sut->Deserialize("c", number));
+    EXPECT_FALSE(sut->Deserialize("x", number));
+    EXPECT_TRUE(sut->Deserialize("a", number));  // found again from the start
+    EXPECT_EQ(number, 1);
+
+    sut->Serialize("x", 24, false);  // the view takes a copy and grows
+    EXPECT_TRUE(sut->Deserialize("x", number));
+    EXPECT_EQ(number, 24);
+    EXPECT_FALSE(sut->Deserialize("y", number));
+    sut->Serialize("b", 22, false);  // replaced, so entries move
+    EXPECT_TRUE(sut->Deserialize("b", number));
+    EXPECT_EQ(number, 22);
+    EXPECT_TRUE(sut->Deserialize("x", number));
+    EXPECT_TRUE(sut->Deserialize("c", number));
+    EXPECT_EQ(number, 3);
+    EXPECT_FALSE(sut->HasKey("y"));
+    sut->Clear();
+    EXPECT_FALSE(sut->HasKey("a"));
+    sut->Serialize("y", 25, false);
+    EXPECT_TRUE(sut->HasKey("y"));
+}
+
+TEST(ZBinaryCommStreamTest, ReadChildGivesTheChildOrNullAsDeserializeChildDoes) {
+    auto sut = ZMakeShared<ZBinaryCommStream>();
+    sut->Serialize("number", 1, false);
+    sut->SerializeChild("child", ChildWith(*sut, "n", 5));
+    ZScopedLogCapture capture;
+
+    EXPECT_EQ(sut->ReadChild("absent"), nullptr);
+    EXPECT_EQ(sut->ReadChild("number"), nullptr);
+    const auto child = sut->ReadChild("child");
+
+    ASSERT_NE(child, nullptr);
+    std::int32_t n = 0;
+    EXPECT_TRUE(child->Deserialize("n", n));
+    EXPECT_EQ(n, 5);
+    EXPECT_EQ(capture->Count("Key <number>: expected object", LOGLEVEL_WARNING), 1u);
+    EXPECT_EQ(capture->Records().size(), 1u);
+}
+
+TEST(ZBinaryCommStreamTest, CountsArrayElementsAndRoomMadeForThemChangesNothing) {
+    auto sut = ZMakeShared<ZBinaryCommStream>();
+    auto plain = ZMakeShared<ZBinaryCommStream>();
+    sut->Serialize("arr", "not an array", false);
+    plain->Serialize("arr", "not an array", false);
+    EXPECT_EQ(sut->CountArrayElements("arr"), 0u);
+    auto element = ChildWith(*sut, "n", 1);
+
+    sut->ReserveArrayElements("list", 100, element);
+    sut->ReserveArrayElements("list", 0, element);
+    sut->ReserveArrayElements("list", 5, nullptr);
+    for (std::int32_t i = 0; i < 3; ++i) {
+        sut->SerializeArrayElement("list", ChildWith(*sut, "n", i));
+        plain->SerializeArrayElement("list", ChildWith(*plain, "n", i));
+        sut->Serialize("between", i, false);
+        plain->Serialize("between", i, false);
+    }
+
+    EXPECT_EQ(sut->CountArrayElements("list"), 3u);
+    EXPECT_EQ(sut->CountArrayElements("absent"), 0u);
+    EXPECT_EQ(sut->CountArrayElements(nullptr), 0u);
+    std::string data, plainData;
+    sut->GetData(data);
+    plain->GetData(plainData);
+    EXPECT_EQ(data, plainData);
+}
+
 }  // namespace

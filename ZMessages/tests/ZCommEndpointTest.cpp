@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ZMessages/ZBinaryCommStream.h"
 #include "ZMessages/ZJSONCommStream.h"
 
 namespace {
@@ -52,7 +53,8 @@ TEST(ZCommEndpointTest, EveryKindRoundTripsThroughItsText) {
 }
 
 TEST(ZCommEndpointTest, KindTableHasTheNineTexts) {
-    const char* texts[] = {"null", "config", "control", "status", "telem", "response", "progress", "direct", "ack"};
+    const char* texts[] = {"null",     "config",   "control", "status", "telem",
+                           "response", "progress", "direct",  "ack"};
     for (int type = EP_NULL; type <= EP_ACK; ++type) {
         EXPECT_STREQ(ZEndpointTypeConv::EndpointTypeToStr(static_cast<ZEndpointType>(type)), texts[type]);
         EXPECT_EQ(ZEndpointTypeConv::StrToEndpointType(texts[type]), type);
@@ -81,6 +83,30 @@ TEST(ZCommEndpointTest, ReadsAndWritesItsTextUnderAKey) {
     EXPECT_EQ(read, Endpoint("keep", EP_ACK, "me"));
     EXPECT_TRUE(read.Deserialize(sut, "to"));
     EXPECT_EQ(read, Endpoint("D", EP_CONTROL, "finduid"));
+}
+
+TEST(ZCommEndpointTest, WritesTheSameTextToEitherStreamWhateverItsLength) {
+    const std::string longName(300, 'n');
+    const ZCommEndpoint endpoints[] = {Endpoint("D", EP_CONTROL, "finduid"), Endpoint("D", EP_STATUS, ""),
+                                       Endpoint("", EP_ACK, ""), ZCommEndpoint(),
+                                       Endpoint("D", EP_TELEM, longName.c_str())};
+    for (const ZCommEndpoint& endpoint : endpoints) {
+        for (std::shared_ptr<ZCommStream> stream :
+             {std::shared_ptr<ZCommStream>(ZMakeShared<ZBinaryCommStream>()),
+              std::shared_ptr<ZCommStream>(ZMakeShared<ZJSONCommStream>())}) {
+            ZString text;
+            ZCommEndpoint read = Endpoint("keep", EP_ACK, "me");
+
+            EXPECT_TRUE(endpoint.Serialize(stream, "to"));
+            EXPECT_TRUE(stream->Deserialize("to", text));
+            EXPECT_TRUE(read.Deserialize(stream, "to"));
+
+            EXPECT_EQ(text, endpoint.AsString()) << stream->ClassName();
+            const ZString expected = endpoint.AsString();
+            EXPECT_EQ(read, Parsed(std::string_view(expected.data(), expected.size()),
+                                   Endpoint("keep", EP_ACK, "me")));
+        }
+    }
 }
 
 }  // namespace

@@ -251,6 +251,21 @@ TYPED_TEST(ZCommStreamTest, ArraysComeBackInOrderThroughTheirCursors) {
     EXPECT_TRUE(capture->Records().empty());
 }
 
+TYPED_TEST(ZCommStreamTest, ArraysTellHowManyElementsTheyHold) {
+    auto sut = this->MakeStream();
+    sut->ReserveArrayElements("items", 3, this->ChildWith(sut, "n", 0));
+    sut->SerializeArrayElement("items", this->ChildWith(sut, "n", 1));
+    sut->SerializeArrayElement("others", this->ChildWith(sut, "n", 10));
+    sut->SerializeArrayElement("items", this->ChildWith(sut, "n", 2));
+    sut->Serialize("plain", 5, false);
+    auto read = this->Reread(sut);
+
+    EXPECT_EQ(read->CountArrayElements("items"), 2u);
+    EXPECT_EQ(read->CountArrayElements("others"), 1u);
+    EXPECT_EQ(read->CountArrayElements("plain"), 0u);
+    EXPECT_EQ(read->CountArrayElements("missing"), 0u);
+}
+
 TYPED_TEST(ZCommStreamTest, AbsentKeysLeaveTargetsAloneSilently) {
     ZScopedLogCapture capture;
     auto sut = this->MakeStream();

@@ -62,6 +62,46 @@ TEST(ZMessageTest, CloneDataMembersCopiesTheSharedFieldsButNotThePriority) {
     EXPECT_FALSE(sut.CloneDataMembers(none));
 }
 
+TEST(ZMessageTest, CopiesAndClonesOfAMessageWithDefaultFieldsResetTheTarget) {
+    ZMessage fresh;
+    fresh.SetSource(ZCommEndpoint());  // a default changes nothing
+    fresh.SetSequence(0);
+    std::shared_ptr<ZMessage> target = ZMakeShared<ZMessage>();
+    target->SetSource(Endpoint("N", EP_CONTROL, "locking"));
+    target->SetSequence(4);
+    target->SetNotification(true);
+    ZMessage assigned;
+    assigned.SetEndpoint(Endpoint("D", EP_STATUS, "x"));
+    assigned.SetDeliveryInfo(2);
+
+    EXPECT_TRUE(fresh.CloneDataMembers(target));
+    assigned = fresh;
+
+    for (const ZMessage* message :
+         {static_cast<const ZMessage*>(target.get()), static_cast<const ZMessage*>(&assigned)}) {
+        EXPECT_EQ(message->GetSource(), ZCommEndpoint());
+        EXPECT_EQ(message->GetEndpoint(), ZCommEndpoint());
+        EXPECT_EQ(message->GetSequence(), 0u);
+        EXPECT_EQ(message->GetDeliveryInfo(), 0);
+        EXPECT_FALSE(message->GetNotification());
+    }
+}
+
+TEST(ZMessageTest, MovingTakesTheFields) {
+    ZMessage original;
+    original.SetSource(Endpoint("N", EP_CONTROL, "locking"));
+    original.SetResponseRequested(true);
+
+    ZMessage moved(std::move(original));
+    ZMessage assigned;
+    assigned.SetSequence(9);
+    assigned = std::move(moved);
+
+    EXPECT_EQ(assigned.GetSource(), Endpoint("N", EP_CONTROL, "locking"));
+    EXPECT_TRUE(assigned.GetResponseRequested());
+    EXPECT_EQ(assigned.GetSequence(), 0u);
+}
+
 TEST(ZMessageTest, CopiesTakeTheFieldsAndHaveTheirOwnLock) {
     ZGenericResponseMsg original("Lock", true);
     original.SetSource(Endpoint("N", EP_CONTROL, "locking"));

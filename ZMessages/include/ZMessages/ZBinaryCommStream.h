@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include "ZMessages/ZCommStream.h"
@@ -54,11 +55,21 @@ public:
     bool SerializeChild(const char* key, const std::shared_ptr<ZCommStream>& child) override;
     // A child that is not a binary stream is replaced by a new one.
     bool DeserializeChild(const char* key, std::shared_ptr<ZCommStream>& child) override;
+    std::shared_ptr<ZCommStream> ReadChild(const char* key) override;
     bool SerializeArrayElement(const char* key, const std::shared_ptr<ZCommStream>& child) override;
+    void ReserveArrayElements(const char* key, std::size_t count,
+                              const std::shared_ptr<ZCommStream>& sample) override;
     bool DeserializeArrayElement(const char* key, std::shared_ptr<ZCommStream>& child,
                                  std::shared_ptr<void>& cursor) override;
 
+    // A string as a view of the stream's bytes, valid until the stream next changes: Deserialize
+    // without the copy.
+    bool DeserializeView(const char* key, std::string_view& value);
+    // Serialize of a string given as a view.
+    bool SerializeView(const char* key, std::string_view value);
+
     bool HasKey(const char* key) const override;
+    std::size_t CountArrayElements(const char* key) const override;
     bool GetData(std::string& data) const override;
     bool SetData(const void* data, std::size_t size) override;
     void Clear() override;
@@ -68,8 +79,12 @@ public:
 
 private:
     const char* Bytes() const { return m_pShared ? m_pShared->data() : m_ownData.data(); }
+    // Where the next lookup starts: after the last match.
+    std::size_t ScanStart() const { return m_scanPos >= m_begin && m_scanPos <= m_end ? m_scanPos : m_begin; }
     // The entry of the key, looking from the last match to the end and then from the start.
     bool FindWrapped(const char* key, std::size_t keyLength, ZBinaryEntry& entry) const;
+    // As FindWrapped, taking the key fingerprints on a miss when they are not up to date.
+    bool FindReading(const char* key, ZBinaryEntry& entry);
     // The first entry of the key at or after `from`, without wrapping.
     bool FindForward(const char* key, std::size_t keyLength, std::size_t from, ZBinaryEntry& entry) const;
     // Finds the key, moves the scan position past it and checks the entry's type (a wrong one is
@@ -83,7 +98,7 @@ private:
     // The buffer to change: the stream's own, unshared, taken back or copied when needed.
     ZString& MakeWritable();
     // The content as a buffer that children can look at.
-    std::shared_ptr<ZString> Share();
+    const std::shared_ptr<ZString>& Share();
     // Writes an entry for the key: appended when the key is new (or an array gets an element),
     // otherwise put in place of the key's entries. `fill` writes the value's bytes.
     template <class Fill>
@@ -93,7 +108,11 @@ private:
     void ReplaceEntries(const char* key, std::size_t keyLength, const ZString& entry);
     void PrepareWriteState();
     void RebuildIndex();
-    void SetView(std::shared_ptr<ZString> data, std::size_t begin, std::size_t end);
+    void SetView(const std::shared_ptr<ZString>& data, std::size_t begin, std::size_t end);
+    // Drops what is remembered about entry positions, after they change.
+    void ForgetPositions();
+    // Whether the last array element appended is under the key.
+    bool IsLastArrayKey(const char* key, std::size_t keyLength) const;
     static ZBinaryCommStream* AsBinary(ZCommStream* stream);
     // The child as a binary stream, made here when it is null or of another kind.
     ZBinaryCommStream& FillableChild(std::shared_ptr<ZCommStream>& child) const;
@@ -111,10 +130,16 @@ private:
     std::uint64_t m_generation = 0;
     // What writes need to know whether a key exists, kept up to date while ready: the number of
     // entries, a bit per key fingerprint for small streams, a key hash index for large ones (with
-    // whether the key holds an array).
+    // whether the key holds an array). Reads use the fingerprints too, to tell absent keys.
     bool m_bWriteStateReady = true;
     std::size_t m_entryCount = 0;
     std::uint64_t m_keyBits = 0;
     std::unordered_map<std::uint64_t, bool> m_keyIndex;
     bool m_bIndexReady = false;
+    // Fingerprints of the keys of every entry from m_begin to m_readEnd, gathered by reads.
+    std::uint64_t m_readBits = 0;
+    std::size_t m_readEnd = 0;
+    // Where the last array element appended starts: the next one under its key needs no search.
+    static constexpr std::size_t kNoEntry = static_cast<std::size_t>(-1);
+    std::size_t m_lastArrayEntry = kNoEntry;
 };

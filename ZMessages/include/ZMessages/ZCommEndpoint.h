@@ -68,4 +68,8 @@ public:
     // endpoint that nodes build.
     std::int32_t m_qos = 0;
     std::int64_t m_userData = 0;
+
+private:
+    // Writes the text form (see AsString) when it fits; its length, 0 when it does not.
+    std::size_t TextInto(char* out, std::size_t room) const;
 };

@@ -53,12 +53,19 @@ public:
     virtual bool DeserializeChild(const char* key, std::shared_ptr<ZCommStream>& child) = 0;
     // Appends the child to the array under the key.
     virtual bool SerializeArrayElement(const char* key, const std::shared_ptr<ZCommStream>& child) = 0;
+    // A hint that `count` elements about the size of `sample` are about to be appended to the array
+    // under the key, so that the stream can make room for them at once. Does nothing by default.
+    virtual void ReserveArrayElements(const char* key, std::size_t count,
+                                      const std::shared_ptr<ZCommStream>& sample);
     // Fills the child with the next element of the array under the key. The cursor is held by the
     // caller, empty at the start; the stream keeps its position in it. False when none is left.
     virtual bool DeserializeArrayElement(const char* key, std::shared_ptr<ZCommStream>& child,
                                          std::shared_ptr<void>& cursor) = 0;
 
     virtual bool HasKey(const char* key) const = 0;
+    // How many elements the array under the key holds: a hint for making room before reading them,
+    // 0 when the key is absent or the stream cannot tell cheaply.
+    virtual std::size_t CountArrayElements(const char* key) const;
     // The whole content in the stream's own encoding (JSON text, or the binary form).
     virtual bool GetData(std::string& data) const = 0;
     // Replaces the whole content. Malformed data leaves the stream empty, logs one line and
@@ -69,7 +76,7 @@ public:
 
     // The child stored under the key, or null when there is none. Absent keys are probed before a
     // child stream is made, which matters when thousands of records are read.
-    std::shared_ptr<ZCommStream> ReadChild(const char* key);
+    virtual std::shared_ptr<ZCommStream> ReadChild(const char* key);
 
     bool GetDataToFile(const char* path) const;
     bool SetDataFromFile(const char* path);

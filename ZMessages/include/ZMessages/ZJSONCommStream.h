@@ -52,6 +52,7 @@ public:
                                  std::shared_ptr<void>& cursor) override;
 
     bool HasKey(const char* key) const override;
+    std::size_t CountArrayElements(const char* key) const override;
     // Indented by two spaces, or on one line when compact. Strings that are not UTF-8 are written
     // with replacement characters (and a warning), since JSON text cannot carry them.
     bool GetData(std::string& data) const override;

@@ -7,6 +7,7 @@
 #include "ZMessages/ZCommEndpoint.h"
 #include "ZMessages/ZCommStreamObject.h"
 #include "ZShared/ZAllocator.h"
+#include "ZShared/ZMakeShared.h"
 
 // Small per-message flags, copied as one word.
 struct ZMessageFlags {
@@ -72,10 +73,16 @@ public:
     std::int32_t m_priority;
     mutable std::mutex m_mutex;
 
-protected:
-    ZCommEndpoint m_endpoint;
-    ZCommEndpoint m_source;
-    std::uint32_t m_sequence = 0;
-    std::int32_t m_deliveryInfo = 0;
-    ZMessageFlags m_flags;
+private:
+    struct ZEnvelope;
+    using ZEnvelopePtr = ZShared::ZUniquePtr<ZEnvelope>;
+    // A copy of the envelope, null when there is none; the caller holds m_mutex.
+    ZEnvelopePtr CopyEnvelope() const;
+    // The envelope to change, made on first use; the caller holds m_mutex.
+    ZEnvelope& Envelope();
+
+    // The guarded fields live apart and are made when one is first set: records of a topology are
+    // messages too, never set them, and are made, moved and freed by the ten thousand. Null means
+    // every field has its default.
+    ZEnvelopePtr m_pEnvelope;
 };
