@@ -224,22 +224,19 @@ bool ZNodeDiscovery::OnAddNodeManager(const std::shared_ptr<ZMessage>& request) 
         } else {
             registration.m_bAlreadyRegistered = false;
             registration.m_bRegistered = true;
-            bool marked = false;
-            {
+            // Marks the record under the statistics mutex alone; false when there is none yet.
+            const auto markRegistered = [registry, &uid] {
                 std::lock_guard<std::mutex> statsLock(registry->m_statsMutex);
                 const auto record = registry->m_nodeManagerStats.find(uid);
-                if (record != registry->m_nodeManagerStats.end()) {
-                    record->second->m_bRegistered = true;
-                    marked = true;
+                if (record == registry->m_nodeManagerStats.end()) {
+                    return false;
                 }
-            }
-            if (!marked) {
+                record->second->m_bRegistered = true;
+                return true;
+            };
+            if (!markRegistered()) {
                 registry->NewNodeManager(uid, session, registration.m_versionInfo, false);
-                std::lock_guard<std::mutex> statsLock(registry->m_statsMutex);
-                const auto record = registry->m_nodeManagerStats.find(uid);
-                if (record != registry->m_nodeManagerStats.end()) {
-                    record->second->m_bRegistered = true;
-                }
+                markRegistered();
             }
         }
 
