@@ -95,7 +95,7 @@ bool ZTopologyNode::Serialize(const std::shared_ptr<ZCommStream>& stream) const 
     }
     stream->Serialize("ConfigFileName", m_configFileName, false);
     if (m_pConfig) {
-        if (m_configFileName.empty()) {
+        if (m_configFileName.empty() || !stream->m_bFileAccess) {
             stream->SerializeObject("config", m_pConfig);
         } else if (auto file = stream->CreateChild()) {
             file->SerializeObject("config", m_pConfig);
@@ -124,6 +124,12 @@ bool ZTopologyNode::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
         m_pToolsMetadata = stream->DeserializeChildClass<ZNodeToolsMetadata>(child);
     }
     stream->Deserialize("ConfigFileName", m_configFileName);
+    if (!m_configFileName.empty() && !stream->m_bFileAccess) {
+        ZLOG_WITH(stream->m_logLevel, ClassName(), LOGLEVEL_WARNING,
+                  "Node <%s>: ConfigFileName <%s> ignored, files are not read for this stream", m_name.c_str(),
+                  m_configFileName.c_str());
+        m_configFileName.clear();
+    }
 
     if (!m_configFileName.empty()) {
         if (auto file = stream->CreateChild()) {

@@ -18,10 +18,21 @@ ZLocalBus::SubscriptionId ZLocalBus::Subscribe(const ZCommEndpoint& endpoint, De
     }
     ZString topic = endpoint.AsString();
     auto shared = std::make_shared<const Delivery>(std::move(delivery));
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const SubscriptionId id = m_nextId++;
-    m_subscribers[topic].push_back(ZSubscriber{id, std::move(shared)});
-    m_topicOf.emplace(id, std::move(topic));
+    std::shared_ptr<ZMessage> retained;
+    SubscriptionId id = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        id = m_nextId++;
+        m_subscribers[topic].push_back(ZSubscriber{id, shared});
+        const auto kept = m_retained.find(topic);
+        if (kept != m_retained.end()) {
+            retained = kept->second;
+        }
+        m_topicOf.emplace(id, std::move(topic));
+    }
+    if (retained) {
+        (*shared)(endpoint, retained);
+    }
     return id;
 }
 
@@ -55,9 +66,13 @@ std::size_t ZLocalBus::Publish(const ZCommEndpoint& endpoint, const std::shared_
         return 0;
     }
     const ZString topic = endpoint.AsString();
+    const bool retain = message->GetFlags().m_bRetained;
     std::vector<std::shared_ptr<const Delivery>> deliveries;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
+        if (retain) {
+            m_retained[topic] = message;
+        }
         const auto it = m_subscribers.find(topic);
         if (it == m_subscribers.end()) {
             return 0;

@@ -20,6 +20,10 @@ bool ZNodeComm::IsConnected() const {
     return true;
 }
 
+bool ZNodeComm::SetLastWill(const ZCommEndpoint&, const std::shared_ptr<ZMessage>&) {
+    return false;
+}
+
 ZNodeComm::Delivery ZNodeComm::StampingContact(Delivery delivery) const {
     return [registry = m_pCommManager, delivery = std::move(delivery)](
                const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) {

@@ -41,6 +41,29 @@ ZString ZCommEndpoint::AsString() const {
     return text;
 }
 
+bool ZCommEndpoint::IsTopicSafeUID(std::string_view uid, std::string* why) {
+    const char* problem = nullptr;
+    if (uid.empty()) {
+        problem = "is empty";
+    }
+    for (const char c : uid) {
+        if (problem) {
+            break;
+        }
+        if (c == '/') {
+            problem = "contains \"/\"";
+        } else if (c == '+' || c == '#') {
+            problem = "contains an MQTT wildcard (\"+\" or \"#\")";
+        } else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) {
+            problem = "contains a control character";
+        }
+    }
+    if (problem && why) {
+        *why = problem;
+    }
+    return problem == nullptr;
+}
+
 void ZCommEndpoint::Parse(std::string_view text) {
     const auto first = text.find('/');
     if (text.empty() || first == std::string_view::npos) {

@@ -13,6 +13,14 @@ void ZCommStream::InitChild(ZCommStream& child) const {
     child.m_pEnvironment = m_pEnvironment;
     child.m_logSource = m_logSource;
     child.m_logLevel = m_logLevel;
+    child.m_bFileAccess = m_bFileAccess;
+    child.m_pReadProblems = m_pReadProblems;
+}
+
+void ZCommStream::CountReadProblems() {
+    if (!m_pReadProblems) {
+        m_pReadProblems = std::make_shared<std::size_t>(0);
+    }
 }
 
 void ZCommStream::ReserveArrayElements(const char*, std::size_t, const std::shared_ptr<ZCommStream>&) {}

@@ -47,6 +47,7 @@ std::optional<ZStreamNumber> NumberOf(const ZJson& node) {
 }
 
 void LogWrongType(const ZCommStream& stream, const char* key, const char* expected, const ZJson& found) {
+    stream.NoteReadProblem();
     ZLOG_WITH(stream.m_logLevel, stream.m_logSource, LOGLEVEL_WARNING, "Key <%s>: expected %s, found %s", key,
               expected, found.type_name());
 }
@@ -291,6 +292,7 @@ bool ZJSONCommStream::Deserialize(const char* key, ZStringList& value) {
     list.reserve(node->size());
     for (const ZJson& item : *node) {
         if (!item.is_string()) {
+            NoteReadProblem();
             ZLOG(LOGLEVEL_WARNING, "Key <%s>: element %zu of the list is a %s, not a string", key,
                  list.size(), item.type_name());
             return false;

@@ -137,11 +137,13 @@ bool ZStreamReadInteger(const ZCommStream& stream, const char* key, const ZStrea
             value = converted;
             return true;
         case ZStreamNumber::CONVERSION_OUT_OF_RANGE:
+            stream.NoteReadProblem();
             ZLOG_WITH(stream.m_logLevel, stream.m_logSource, LOGLEVEL_WARNING,
                       "Key <%s>: %s is out of %s range", key, number.Text().c_str(),
                       ZStreamIntegerName<Int>());
             return false;
         case ZStreamNumber::CONVERSION_NOT_INTEGER:
+            stream.NoteReadProblem();
             ZLOG_WITH(stream.m_logLevel, stream.m_logSource, LOGLEVEL_WARNING,
                       "Key <%s>: %s is not an integer", key, number.Text().c_str());
             return false;

@@ -28,11 +28,13 @@ public:
     // The process-wide bus that default-constructed transports share.
     static std::shared_ptr<ZLocalBus> Default();
 
-    // 0 for an EP_NULL endpoint or an empty delivery.
+    // 0 for an EP_NULL endpoint or an empty delivery. The endpoint's retained message, if any, is
+    // delivered at once, on the subscribing thread.
     SubscriptionId Subscribe(const ZCommEndpoint& endpoint, Delivery delivery);
     bool Unsubscribe(SubscriptionId subscription);
     // Hands the one message object to every subscriber of the endpoint, in subscription order;
-    // returns how many there were.
+    // returns how many there were. A message flagged m_bRetained replaces the endpoint's retained
+    // one.
     std::size_t Publish(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message);
 
     std::size_t SubscriberCount(const ZCommEndpoint& endpoint) const;
@@ -48,4 +50,5 @@ private:
     SubscriptionId m_nextId = 1;
     std::map<ZString, std::vector<ZSubscriber>> m_subscribers;
     std::unordered_map<SubscriptionId, ZString> m_topicOf;
+    std::map<ZString, std::shared_ptr<ZMessage>> m_retained;
 };

@@ -37,7 +37,13 @@ public:
     virtual SubscriptionId Subscribe(const ZCommEndpoint& endpoint, Delivery delivery) = 0;
     virtual bool Unsubscribe(SubscriptionId subscription) = 0;
     // Delivers the message to every subscriber of the endpoint; false when it could not be sent.
+    // A message flagged m_bRetained is also kept for the endpoint and handed to later subscribers
+    // as soon as they subscribe, until another retained message replaces it.
     virtual bool Publish(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) = 0;
+    // The message that the transport publishes on the process's behalf when its connection ends
+    // without a goodbye (a crash, a lost link); set before Connect. Only networked transports have
+    // one: the default refuses with false.
+    virtual bool SetLastWill(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message);
 
     // A deep copy through a binary stream: the copy has the message's serialized content and its
     // sender endpoint, and nothing else of the base. Null on failure.

@@ -53,6 +53,9 @@ public:
     // Reads the text form under the key and applies it; false (endpoint unchanged) when absent.
     bool Deserialize(const std::shared_ptr<ZCommStream>& stream, const char* key);
     bool Serialize(const std::shared_ptr<ZCommStream>& stream, const char* key) const;
+    // Whether the UID can be one level of a broker topic: not empty, no "/", "+" or "#", no
+    // control characters. When it cannot, `why` (if given) says which rule it breaks.
+    static bool IsTopicSafeUID(std::string_view uid, std::string* why = nullptr);
 
     // Same node, kind and name; the two further members take no part.
     friend bool operator==(const ZCommEndpoint& a, const ZCommEndpoint& b) {

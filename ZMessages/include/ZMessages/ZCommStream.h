@@ -101,14 +101,31 @@ public:
     template <class T>
     bool DeserializeObjectArray(const char* key, ZVector<std::shared_ptr<T>>& objects);
 
+    // Counting of values that were present but could not be read (wrong type, out of range): off
+    // until armed; children made afterwards count into the same total. A reader of data from
+    // outside arms it to tell a well-formed record from one that only kept its defaults.
+    void CountReadProblems();
+    std::size_t ReadProblemCount() const { return m_pReadProblems ? *m_pReadProblems : 0; }
+    void NoteReadProblem() const {
+        if (m_pReadProblems) {
+            ++*m_pReadProblems;
+        }
+    }
+
     bool m_bEnumsAsText = false;
+    // Whether records may read or write the files that they name (a node's ConfigFileName). Off for
+    // data that came from outside the process, so that a sender cannot choose paths on this host.
+    bool m_bFileAccess = true;
     std::shared_ptr<ZEnvironment> m_pEnvironment;
     const char* m_logSource = nullptr;
     std::int32_t m_logLevel = LOGLEVEL_WARNING;
 
 protected:
-    // Copies enum mode, environment and log channel into a child.
+    // Copies enum mode, file access, environment and log channel into a child.
     void InitChild(ZCommStream& child) const;
+
+private:
+    std::shared_ptr<std::size_t> m_pReadProblems;
 };
 
 template <class T>
@@ -138,6 +155,7 @@ std::shared_ptr<T> ZCommStream::DeserializeChildClass(const std::shared_ptr<ZCom
     }
     ZShared::ZFactory::Track(object.get(), className.c_str(), ZLOG_FILE, __LINE__, sizeof(T));
     if (!object) {
+        NoteReadProblem();
         if (m_logLevel >= LOGLEVEL_DETAIL && m_logLevel <= LOGLEVEL_ERROR) {
             ZLog::GetLogger()->Log(LOGLEVEL_ERROR, m_logSource, "ZMessages/ZCommStream",
                                    "DeserializeChildClass", __LINE__, "Failed to create <%s>!",
@@ -167,6 +185,7 @@ bool ZCommStream::DeserializeEnum(const char* key, E& value) {
         }
         const auto named = ZEnum::Cast<E>(std::string_view(text.data(), text.size()));
         if (!named) {
+            NoteReadProblem();
             return false;
         }
         value = *named;
