@@ -1,6 +1,7 @@
 // Registers the communication library's classes with the factory when the library is loaded.
 #include "NodeComm/ZNodeComm.h"
 #include "NodeComm/ZNodeCommLocal.h"
+#include "NodeComm/ZNodeCommMQTT.h"
 #include "ZShared/ZFactory.h"
 
 namespace {
@@ -8,6 +9,7 @@ struct NodeCommClasses {
     NodeCommClasses() {
         ZClassRegistration<ZNodeComm>::Register("ZFactoryObject");
         ZClassRegistration<ZNodeCommLocal>::Register("ZNodeComm");
+        ZClassRegistration<ZNodeCommMQTT>::Register("ZNodeComm");
     }
 } g_nodeCommClasses;
 }  // namespace

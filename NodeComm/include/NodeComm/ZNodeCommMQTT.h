@@ -1,0 +1,138 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "NodeComm/ZNodeComm.h"
+
+class ZCommsParams;
+struct mosquitto;
+struct mosquitto_message;
+
+// The broker transport: every endpoint is the MQTT topic of its text form, every message one JSON
+// object (its envelope and its "body"), QoS 1. libmosquitto's network thread receives, decodes and
+// delivers; publishing may happen on any thread.
+//
+// While the connection is down (or the in-flight window is full) messages wait in a bounded buffer,
+// oldest dropped first; after a reconnect the transport subscribes again and sends what waited, in
+// order. Received payloads that are not a message of a known class are dropped with one log line
+// naming the topic and the reason, and records read from them may not touch files.
+class Z_EXPORT ZNodeCommMQTT : public ZNodeComm {
+    Z_FACTORY_CLASS(ZNodeCommMQTT)
+
+public:
+    // What the transport has done since it was made; for logs, tools and tests.
+    struct ZStats {
+        std::uint64_t m_published = 0;  // handed to the broker
+        std::uint64_t m_received = 0;   // delivered to subscribers
+        std::uint64_t m_malformed = 0;  // received and dropped
+        std::uint64_t m_refused = 0;    // not published: too large, bad topic, not serializable
+        std::uint64_t m_dropped = 0;    // buffered, then dropped because the buffer was full
+        std::uint64_t m_connects = 0;   // successful connections, the first one included
+    };
+
+    ZNodeCommMQTT();
+    ~ZNodeCommMQTT() override;
+
+    // Takes the parameters ("TransportURL" and the limits) and the client's identity on the broker.
+    // The URL is mqtt://[user[:password]@]host[:port] (port 1883), or mqtts:// (port 8883) for TLS
+    // checked against the system's CA store, or against the file of a "?cafile=PATH" query. False,
+    // with GetError(), for a URL that cannot be used; call before Connect.
+    bool Configure(const ZCommsParams& params, const std::string& clientID);
+    const std::string& GetError() const { return m_error; }
+
+    // Starts the network thread. With "bZCoreBlockUntilConnect" it waits for the connection, up to
+    // "ConnectRetries" tries of "ConnectTryTimeoutSecs" each, and fails when none succeeds; without,
+    // it returns at once and the connection comes up in the background. Calling it again is harmless.
+    bool Connect() override;
+    // A clean goodbye: what is buffered is dropped, the last will is not published.
+    void Disconnect() override;
+    bool IsConnected() const override;
+
+    SubscriptionId Subscribe(const ZCommEndpoint& endpoint, Delivery delivery) override;
+    bool Unsubscribe(SubscriptionId subscription) override;
+    bool Publish(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) override;
+    bool SetLastWill(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) override;
+
+    // Waits until connected, or until the timeout; true when connected.
+    bool WaitConnected(std::chrono::milliseconds timeout) const;
+    ZStats GetStats() const;
+    std::size_t BufferedCount() const;
+
+    // The payload a message travels as, and the message a payload describes (null, with `why`, when
+    // it is not one). Public so that tools and tests speak the same wire format.
+    static bool Encode(const ZMessage& message, std::string& payload);
+    static std::shared_ptr<ZMessage> Decode(const void* payload, std::size_t size, std::string& why);
+
+private:
+    struct ZPending {
+        std::string m_topic;
+        std::string m_payload;
+        bool m_bRetain = false;
+    };
+    struct ZTopicSubscribers {
+        ZCommEndpoint m_endpoint;
+        std::vector<std::pair<SubscriptionId, std::shared_ptr<const Delivery>>> m_deliveries;
+    };
+
+    static void OnConnectCallback(mosquitto* client, void* self, int rc);
+    static void OnDisconnectCallback(mosquitto* client, void* self, int rc);
+    static void OnPublishCallback(mosquitto* client, void* self, int mid);
+    static void OnMessageCallback(mosquitto* client, void* self, const mosquitto_message* message);
+
+    void HandleConnect(int rc);
+    void HandleDisconnect(int rc);
+    void HandlePublished();
+    void HandleMessage(const mosquitto_message& message);
+    // Sends waiting messages while connected and the in-flight window has room. One caller at a
+    // time sends, so the broker sees them in the order they were published.
+    void Drain();
+    void Enqueue(ZPending pending);
+    bool CheckTopic(const ZCommEndpoint& endpoint, const char* what);
+    void Shutdown();
+
+    std::string m_error;
+    std::string m_url;
+    std::string m_clientID;
+    std::string m_host;
+    int m_port = 1883;
+    std::string m_user;
+    std::string m_password;
+    bool m_bTLS = false;
+    std::string m_caFile;
+    int m_keepAliveSecs = 30;
+    std::chrono::milliseconds m_deliveryTimeout{5000};
+    float m_connectTryTimeoutSecs = 1.2f;
+    std::int32_t m_connectRetries = 5;
+    bool m_bBlockUntilConnect = false;
+    std::size_t m_maxBuffered = 4096;
+    std::size_t m_maxInFlight = 64;
+    std::size_t m_maxMessageBytes = 10240;
+
+    mosquitto* m_pClient = nullptr;
+    bool m_bStarted = false;  // the network thread runs
+    std::atomic<bool> m_bConnected{false};
+
+    mutable std::mutex m_mutex;  // everything below
+    mutable std::condition_variable m_connectedChanged;
+    std::deque<ZPending> m_buffer;
+    std::size_t m_inFlight = 0;
+    bool m_bDraining = false;
+    bool m_bStopping = false;
+    bool m_bHasWill = false;
+    ZPending m_will;
+    std::uint64_t m_droppedSinceConnect = 0;
+    ZStats m_stats;
+    SubscriptionId m_nextId = 1;
+    std::map<std::string, ZTopicSubscribers> m_topics;
+    std::map<SubscriptionId, std::string> m_topicOf;
+};

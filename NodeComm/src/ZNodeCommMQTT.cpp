@@ -1,0 +1,637 @@
+#include "NodeComm/ZNodeCommMQTT.h"
+
+#include <mosquitto.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+#include "ZCoreConfigs/ZCommsParams.h"
+#include "ZMessages/ZJSONCommStream.h"
+#include "ZShared/CID.h"
+#include "ZShared/ZFactory.h"
+#include "ZShared/ZMakeShared.h"
+
+namespace {
+
+constexpr int kQoS = 1;
+constexpr const char* kSystemCAPath = "/etc/ssl/certs";
+
+void InitLibrary() {
+    // Never cleaned up: other clients of the process may still use the library at exit.
+    static const int initialised = mosquitto_lib_init();
+    (void)initialised;
+}
+
+std::string ToStd(const ZString& text) {
+    return std::string(text.data(), text.size());
+}
+
+// "%XX" escapes in the user and password of a URL.
+std::string PercentDecode(const std::string& text) {
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size()) {
+            const std::string hex = text.substr(i + 1, 2);
+            char* end = nullptr;
+            const long value = std::strtol(hex.c_str(), &end, 16);
+            if (end == hex.c_str() + 2) {
+                out.push_back(static_cast<char>(value));
+                i += 2;
+                continue;
+            }
+        }
+        out.push_back(text[i]);
+    }
+    return out;
+}
+
+// Counts worth a log line as they grow: 1, 10, 100, ...
+bool IsPowerOfTen(std::uint64_t n) {
+    while (n >= 10 && n % 10 == 0) {
+        n /= 10;
+    }
+    return n == 1;
+}
+
+}  // namespace
+
+ZNodeCommMQTT::ZNodeCommMQTT() {
+    m_logSource = "ZNodeCommMQTT";
+}
+
+ZNodeCommMQTT::~ZNodeCommMQTT() {
+    Shutdown();
+}
+
+bool ZNodeCommMQTT::Configure(const ZCommsParams& params, const std::string& clientID) {
+    const std::string url = ToStd(params.TransportURL);
+    const auto fail = [&](const std::string& why) {
+        m_error = "\"TransportURL\" <" + url + ">: " + why;
+        return false;
+    };
+    std::string rest;
+    bool tls = false;
+    int port = 1883;
+    if (url.rfind("mqtt://", 0) == 0) {
+        rest = url.substr(7);
+    } else if (url.rfind("mqtts://", 0) == 0) {
+        rest = url.substr(8);
+        tls = true;
+        port = 8883;
+    } else {
+        return fail("not an mqtt:// or mqtts:// URL");
+    }
+    std::string caFile;
+    const std::size_t query = rest.find('?');
+    if (query != std::string::npos) {
+        const std::string options = rest.substr(query + 1);
+        rest.resize(query);
+        if (options.rfind("cafile=", 0) != 0 || options.size() == 7) {
+            return fail("the only query understood is ?cafile=PATH");
+        }
+        caFile = PercentDecode(options.substr(7));
+    }
+    if (const std::size_t slash = rest.find('/'); slash != std::string::npos) {
+        if (slash + 1 != rest.size()) {
+            return fail("a broker URL has no path");
+        }
+        rest.resize(slash);
+    }
+    std::string user;
+    std::string password;
+    if (const std::size_t at = rest.rfind('@'); at != std::string::npos) {
+        const std::string credentials = rest.substr(0, at);
+        rest = rest.substr(at + 1);
+        const std::size_t colon = credentials.find(':');
+        user = PercentDecode(credentials.substr(0, colon));
+        if (colon != std::string::npos) {
+            password = PercentDecode(credentials.substr(colon + 1));
+        }
+    }
+    std::string host = rest;
+    std::string portText;
+    if (!rest.empty() && rest.front() == '[') {
+        const std::size_t close = rest.find(']');
+        if (close == std::string::npos || (close + 1 < rest.size() && rest[close + 1] != ':')) {
+            return fail("malformed IPv6 address");
+        }
+        host = rest.substr(1, close - 1);
+        portText = close + 1 < rest.size() ? rest.substr(close + 2) : std::string();
+    } else if (const std::size_t colon = rest.rfind(':'); colon != std::string::npos) {
+        host = rest.substr(0, colon);
+        portText = rest.substr(colon + 1);
+    }
+    if (host.empty()) {
+        return fail("no host");
+    }
+    if (!portText.empty()) {
+        char* end = nullptr;
+        const long value = std::strtol(portText.c_str(), &end, 10);
+        if (*end != '\0' || value < 1 || value > 65535) {
+            return fail("bad port <" + portText + ">");
+        }
+        port = static_cast<int>(value);
+    }
+    if (!caFile.empty() && !tls) {
+        return fail("?cafile= needs mqtts://");
+    }
+    std::string why;
+    if (!ZCommEndpoint::IsTopicSafeUID(clientID, &why)) {
+        m_error = "client ID <" + clientID + "> " + why;
+        return false;
+    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_url = url;
+    m_host = host;
+    m_port = port;
+    m_user = user;
+    m_password = password;
+    m_bTLS = tls;
+    m_caFile = caFile;
+    m_clientID = clientID;
+    m_connectTryTimeoutSecs = params.ConnectTryTimeoutSecs > 0 ? params.ConnectTryTimeoutSecs : 1.2f;
+    m_connectRetries = params.ConnectRetries > 0 ? params.ConnectRetries : 1;
+    m_bBlockUntilConnect = params.bZCoreBlockUntilConnect;
+    m_maxBuffered =
+        params.MaxBufferedMQTTMessages > 0 ? static_cast<std::size_t>(params.MaxBufferedMQTTMessages) : 1;
+    m_maxInFlight =
+        params.nMaxOutstandingMessages > 0 ? static_cast<std::size_t>(params.nMaxOutstandingMessages) : 1;
+    m_maxMessageBytes = params.nMaxMessageBytes > 0 ? static_cast<std::size_t>(params.nMaxMessageBytes) : 0;
+    m_deliveryTimeout = std::chrono::milliseconds(std::max(params.MessageDeliveryTimeoutMs, 0));
+    m_error.clear();
+    return true;
+}
+
+bool ZNodeCommMQTT::SetLastWill(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) {
+    if (!message || !CheckTopic(endpoint, "last will")) {
+        return false;
+    }
+    std::string payload;
+    if (!Encode(*message, payload)) {
+        ZLOG(LOGLEVEL_ERROR, "Last will <%s> does not serialize", message->ClassName());
+        return false;
+    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_bStarted) {
+        ZLOG(LOGLEVEL_WARNING, "Last will for <%s> set after connecting: not used",
+             endpoint.AsString().c_str());
+        return false;
+    }
+    m_will = ZPending{ToStd(endpoint.AsString()), std::move(payload), message->GetFlags().m_bRetained};
+    m_bHasWill = true;
+    return true;
+}
+
+bool ZNodeCommMQTT::Connect() {
+    InitLibrary();
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (m_host.empty()) {
+        ZLOG(LOGLEVEL_ERROR, "Not configured: no broker to connect to");
+        return false;
+    }
+    if (!m_bStarted) {
+        m_pClient = mosquitto_new(m_clientID.c_str(), true, this);
+        if (m_pClient == nullptr) {
+            ZLOG(LOGLEVEL_ERROR, "Cannot make an MQTT client for <%s>", m_clientID.c_str());
+            return false;
+        }
+        mosquitto_connect_callback_set(m_pClient, &ZNodeCommMQTT::OnConnectCallback);
+        mosquitto_disconnect_callback_set(m_pClient, &ZNodeCommMQTT::OnDisconnectCallback);
+        mosquitto_publish_callback_set(m_pClient, &ZNodeCommMQTT::OnPublishCallback);
+        mosquitto_message_callback_set(m_pClient, &ZNodeCommMQTT::OnMessageCallback);
+        mosquitto_int_option(m_pClient, MOSQ_OPT_TCP_NODELAY, 1);
+        mosquitto_reconnect_delay_set(m_pClient, 1, 8, true);
+        if (!m_user.empty()) {
+            mosquitto_username_pw_set(m_pClient, m_user.c_str(),
+                                      m_password.empty() ? nullptr : m_password.c_str());
+        }
+        if (m_bTLS) {
+            const int rc =
+                m_caFile.empty()
+                    ? mosquitto_tls_set(m_pClient, nullptr, kSystemCAPath, nullptr, nullptr, nullptr)
+                    : mosquitto_tls_set(m_pClient, m_caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
+            if (rc != MOSQ_ERR_SUCCESS) {
+                ZLOG(LOGLEVEL_ERROR, "TLS for <%s>: %s", m_url.c_str(), mosquitto_strerror(rc));
+                mosquitto_destroy(m_pClient);
+                m_pClient = nullptr;
+                return false;
+            }
+        }
+        if (m_bHasWill) {
+            mosquitto_will_set(m_pClient, m_will.m_topic.c_str(), static_cast<int>(m_will.m_payload.size()),
+                               m_will.m_payload.data(), kQoS, m_will.m_bRetain);
+        }
+        // A refused first attempt is not final: the network thread keeps trying with its back-off.
+        const int rc = mosquitto_connect_async(m_pClient, m_host.c_str(), m_port, m_keepAliveSecs);
+        if (rc != MOSQ_ERR_SUCCESS) {
+            ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background",
+                 m_url.c_str(), rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
+        }
+        const int started = mosquitto_loop_start(m_pClient);
+        if (started != MOSQ_ERR_SUCCESS) {
+            ZLOG(LOGLEVEL_ERROR, "Cannot start the MQTT network thread: %s", mosquitto_strerror(started));
+            mosquitto_destroy(m_pClient);
+            m_pClient = nullptr;
+            return false;
+        }
+        m_bStarted = true;
+    }
+    if (!m_bBlockUntilConnect) {
+        return true;
+    }
+    const auto wait =
+        std::chrono::duration<double>(m_connectTryTimeoutSecs * static_cast<float>(m_connectRetries));
+    if (m_connectedChanged.wait_for(lock, wait, [this] { return m_bConnected.load(); })) {
+        return true;
+    }
+    ZLOG(LOGLEVEL_ERROR, "Broker <%s> not reached within %d tries of %.1f s", m_url.c_str(), m_connectRetries,
+         static_cast<double>(m_connectTryTimeoutSecs));
+    lock.unlock();
+    Shutdown();
+    return false;
+}
+
+bool ZNodeCommMQTT::WaitConnected(std::chrono::milliseconds timeout) const {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    return m_connectedChanged.wait_for(lock, timeout, [this] { return m_bConnected.load(); });
+}
+
+void ZNodeCommMQTT::Disconnect() {
+    Shutdown();
+}
+
+void ZNodeCommMQTT::Shutdown() {
+    mosquitto* client = nullptr;
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (!m_bStarted) {
+            return;
+        }
+        // What was published before the goodbye goes out first, within the delivery time-out.
+        m_connectedChanged.wait_for(lock, m_deliveryTimeout, [this] {
+            return !m_bConnected.load() || (m_buffer.empty() && m_inFlight == 0);
+        });
+        if (!m_buffer.empty()) {
+            ZLOG(LOGLEVEL_WARNING, "Disconnecting with %zu message(s) not sent", m_buffer.size());
+        }
+        m_buffer.clear();
+        m_bStarted = false;
+        m_bStopping = true;
+        client = m_pClient;
+        m_pClient = nullptr;
+    }
+    mosquitto_disconnect(client);
+    mosquitto_loop_stop(client, false);
+    mosquitto_destroy(client);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_bConnected = false;
+    m_bStopping = false;
+    m_inFlight = 0;
+    m_bDraining = false;
+    m_connectedChanged.notify_all();
+}
+
+bool ZNodeCommMQTT::IsConnected() const {
+    return m_bConnected.load();
+}
+
+bool ZNodeCommMQTT::CheckTopic(const ZCommEndpoint& endpoint, const char* what) {
+    std::string why;
+    if (endpoint.m_type == EP_NULL) {
+        why = "has no channel kind";
+    } else if (!ZCommEndpoint::IsTopicSafeUID(endpoint.m_uid.AsString(), &why)) {
+        why = "UID " + why;
+    } else if (endpoint.m_name.find_first_of("+#") != ZString::npos) {
+        why = "name contains an MQTT wildcard";
+    }
+    if (why.empty()) {
+        return true;
+    }
+    ZLOG(LOGLEVEL_ERROR, "%s on <%s> refused: the endpoint %s", what, endpoint.AsString().c_str(),
+         why.c_str());
+    return false;
+}
+
+ZNodeComm::SubscriptionId ZNodeCommMQTT::Subscribe(const ZCommEndpoint& endpoint, Delivery delivery) {
+    if (!delivery || !CheckTopic(endpoint, "Subscription")) {
+        return 0;
+    }
+    const std::string topic = ToStd(endpoint.AsString());
+    auto shared = std::make_shared<const Delivery>(StampingContact(std::move(delivery)));
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const SubscriptionId id = m_nextId++;
+    auto& subscribers = m_topics[topic];
+    const bool first = subscribers.m_deliveries.empty();
+    subscribers.m_endpoint = endpoint;
+    subscribers.m_deliveries.emplace_back(id, std::move(shared));
+    m_topicOf.emplace(id, topic);
+    // While disconnected the subscription waits for the next connection, which subscribes to all.
+    if (first && m_bConnected && m_pClient != nullptr) {
+        const int rc = mosquitto_subscribe(m_pClient, nullptr, topic.c_str(), kQoS);
+        if (rc != MOSQ_ERR_SUCCESS) {
+            ZLOG(LOGLEVEL_WARNING, "Subscribing to <%s>: %s; retried on reconnection", topic.c_str(),
+                 mosquitto_strerror(rc));
+        }
+    }
+    return id;
+}
+
+bool ZNodeCommMQTT::Unsubscribe(SubscriptionId subscription) {
+    std::shared_ptr<const Delivery> released;  // destroyed after the lock
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto topicIt = m_topicOf.find(subscription);
+    if (topicIt == m_topicOf.end()) {
+        return false;
+    }
+    const auto subscribers = m_topics.find(topicIt->second);
+    if (subscribers != m_topics.end()) {
+        auto& list = subscribers->second.m_deliveries;
+        for (auto it = list.begin(); it != list.end(); ++it) {
+            if (it->first == subscription) {
+                released = std::move(it->second);
+                list.erase(it);
+                break;
+            }
+        }
+        if (list.empty()) {
+            if (m_bConnected && m_pClient != nullptr) {
+                mosquitto_unsubscribe(m_pClient, nullptr, subscribers->first.c_str());
+            }
+            m_topics.erase(subscribers);
+        }
+    }
+    m_topicOf.erase(topicIt);
+    return true;
+}
+
+bool ZNodeCommMQTT::Encode(const ZMessage& message, std::string& payload) {
+    auto stream = ZMakeShared<ZJSONCommStream>();
+    stream->SetCompact(true);
+    return message.SerializeMessage(stream) && stream->GetData(payload);
+}
+
+std::shared_ptr<ZMessage> ZNodeCommMQTT::Decode(const void* payload, std::size_t size, std::string& why) {
+    auto stream = ZMakeShared<ZJSONCommStream>();
+    stream->m_logLevel = LOGLEVEL_NONE;  // the caller logs the one line that matters
+    stream->m_bFileAccess = false;
+    stream->CountReadProblems();
+    if (!stream->SetData(payload, size)) {
+        why = "not a JSON object";
+        return nullptr;
+    }
+    ZString className;
+    if (!stream->HasKey("class")) {
+        why = "no \"class\"";
+        return nullptr;
+    }
+    if (!stream->Deserialize("class", className) || className.empty()) {
+        why = "\"class\" is not a class name";
+        return nullptr;
+    }
+    const std::string name = ToStd(className);
+    auto made = ZShared::ZFactory::TryCreateShared(name.c_str());
+    if (!made) {
+        why = "unknown class <" + name + ">";
+        return nullptr;
+    }
+    if (!ZShared::CID::IsKindOf(ZMessage::m_cid, made->GetCID())) {
+        why = "class <" + name + "> is not a message";
+        return nullptr;
+    }
+    auto message = std::static_pointer_cast<ZMessage>(made);
+    ZCommEndpoint source;
+    ZString sourceText;
+    if (stream->Deserialize("source", sourceText)) {
+        source.Parse(std::string_view(sourceText.data(), sourceText.size()));
+    }
+    std::int32_t deliveryInfo = 0;
+    stream->Deserialize("deliveryInfo", deliveryInfo);
+    bool responseRequested = false;
+    stream->Deserialize("responseRequested", responseRequested);
+    bool notification = false;
+    stream->Deserialize("notification", notification);
+    std::int32_t priority = message->GetDefaultPriority();
+    stream->Deserialize("priority", priority);
+    if (stream->HasKey("body")) {
+        auto body = stream->ReadChild("body");
+        if (!body) {
+            why = "\"body\" is not an object";
+            return nullptr;
+        }
+        if (!message->Deserialize(body)) {
+            why = "\"body\" does not read as <" + name + ">";
+            return nullptr;
+        }
+    }
+    if (const std::size_t problems = stream->ReadProblemCount(); problems > 0) {
+        why = std::to_string(problems) + " value(s) of the wrong type or out of range";
+        return nullptr;
+    }
+    message->SetSource(source);
+    message->SetDeliveryInfo(deliveryInfo);
+    ZMessageFlags flags;
+    flags.m_bResponseRequested = responseRequested;
+    flags.m_bNotification = notification;
+    message->SetFlags(flags);
+    message->m_priority = priority;
+    return message;
+}
+
+bool ZNodeCommMQTT::Publish(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) {
+    if (!message) {
+        ZLOG(LOGLEVEL_WARNING, "Null message for <%s> not published", endpoint.AsString().c_str());
+        return false;
+    }
+    const auto refuse = [this] {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        ++m_stats.m_refused;
+        return false;
+    };
+    if (!CheckTopic(endpoint, "Publication")) {
+        return refuse();
+    }
+    ZPending pending;
+    if (!Encode(*message, pending.m_payload)) {
+        ZLOG(LOGLEVEL_ERROR, "Message <%s> for <%s> does not serialize: not published", message->ClassName(),
+             endpoint.AsString().c_str());
+        return refuse();
+    }
+    if (m_maxMessageBytes > 0 && pending.m_payload.size() > m_maxMessageBytes) {
+        ZLOG(LOGLEVEL_ERROR, "Message <%s> for <%s> is %zu bytes, over nMaxMessageBytes %zu: not published",
+             message->ClassName(), endpoint.AsString().c_str(), pending.m_payload.size(), m_maxMessageBytes);
+        return refuse();
+    }
+    pending.m_topic = ToStd(endpoint.AsString());
+    pending.m_bRetain = message->GetFlags().m_bRetained;
+    Enqueue(std::move(pending));
+    Drain();
+    return true;
+}
+
+void ZNodeCommMQTT::Enqueue(ZPending pending) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_buffer.size() >= m_maxBuffered) {
+        ++m_stats.m_dropped;
+        ++m_droppedSinceConnect;
+        if (IsPowerOfTen(m_droppedSinceConnect)) {
+            ZLOG(LOGLEVEL_WARNING,
+                 "Buffer full (%zu messages, MaxBufferedMQTTMessages): dropped the oldest, for <%s>; %llu "
+                 "dropped so far",
+                 m_buffer.size(), m_buffer.front().m_topic.c_str(),
+                 static_cast<unsigned long long>(m_droppedSinceConnect));
+        }
+        m_buffer.pop_front();
+    }
+    m_buffer.push_back(std::move(pending));
+}
+
+void ZNodeCommMQTT::Drain() {
+    for (;;) {
+        ZPending next;
+        mosquitto* client = nullptr;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_bDraining || !m_bConnected || m_pClient == nullptr || m_buffer.empty() ||
+                m_inFlight >= m_maxInFlight) {
+                return;
+            }
+            m_bDraining = true;
+            next = std::move(m_buffer.front());
+            m_buffer.pop_front();
+            ++m_inFlight;
+            client = m_pClient;
+        }
+        const int rc =
+            mosquitto_publish(client, nullptr, next.m_topic.c_str(), static_cast<int>(next.m_payload.size()),
+                              next.m_payload.data(), kQoS, next.m_bRetain);
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_bDraining = false;
+        if (rc != MOSQ_ERR_SUCCESS) {
+            // Kept at the front for the next connection; the disconnect callback follows.
+            --m_inFlight;
+            ZLOG(LOGLEVEL_WARNING, "Publishing on <%s>: %s; kept for the next connection",
+                 next.m_topic.c_str(), mosquitto_strerror(rc));
+            m_buffer.push_front(std::move(next));
+            return;
+        }
+        ++m_stats.m_published;
+    }
+}
+
+void ZNodeCommMQTT::OnConnectCallback(mosquitto*, void* self, int rc) {
+    static_cast<ZNodeCommMQTT*>(self)->HandleConnect(rc);
+}
+
+void ZNodeCommMQTT::OnDisconnectCallback(mosquitto*, void* self, int rc) {
+    static_cast<ZNodeCommMQTT*>(self)->HandleDisconnect(rc);
+}
+
+void ZNodeCommMQTT::OnPublishCallback(mosquitto*, void* self, int) {
+    static_cast<ZNodeCommMQTT*>(self)->HandlePublished();
+}
+
+void ZNodeCommMQTT::OnMessageCallback(mosquitto*, void* self, const mosquitto_message* message) {
+    if (message != nullptr) {
+        static_cast<ZNodeCommMQTT*>(self)->HandleMessage(*message);
+    }
+}
+
+void ZNodeCommMQTT::HandleConnect(int rc) {
+    if (rc != 0) {
+        ZLOG(LOGLEVEL_ERROR, "Broker <%s> refused the connection: %s", m_url.c_str(),
+             mosquitto_connack_string(rc));
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_pClient == nullptr) {
+            return;
+        }
+        // A clean session forgets subscriptions, and messages sent but not acknowledged are sent
+        // again by the library: the window starts empty.
+        for (const auto& topic : m_topics) {
+            mosquitto_subscribe(m_pClient, nullptr, topic.first.c_str(), kQoS);
+        }
+        m_inFlight = 0;
+        ++m_stats.m_connects;
+        if (m_droppedSinceConnect > 0) {
+            ZLOG(LOGLEVEL_WARNING, "%llu message(s) dropped while the broker was away",
+                 static_cast<unsigned long long>(m_droppedSinceConnect));
+            m_droppedSinceConnect = 0;
+        }
+        ZLOG(m_stats.m_connects > 1 ? LOGLEVEL_WARNING : LOGLEVEL_PROGRESS,
+             "Connected to <%s> as <%s>; %zu subscription(s), %zu message(s) waiting", m_url.c_str(),
+             m_clientID.c_str(), m_topics.size(), m_buffer.size());
+        m_bConnected = true;
+        m_connectedChanged.notify_all();
+    }
+    Drain();
+}
+
+void ZNodeCommMQTT::HandleDisconnect(int rc) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_bConnected = false;
+    m_connectedChanged.notify_all();
+    if (!m_bStopping) {
+        ZLOG(LOGLEVEL_WARNING, "Lost the broker <%s> (%s); reconnecting", m_url.c_str(),
+             rc == MOSQ_ERR_CONN_LOST ? "connection lost" : mosquitto_strerror(rc));
+    }
+}
+
+void ZNodeCommMQTT::HandlePublished() {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_inFlight > 0) {
+            --m_inFlight;
+        }
+        m_connectedChanged.notify_all();
+    }
+    Drain();
+}
+
+void ZNodeCommMQTT::HandleMessage(const mosquitto_message& received) {
+    const char* topic = received.topic != nullptr ? received.topic : "";
+    const std::size_t size = received.payloadlen > 0 ? static_cast<std::size_t>(received.payloadlen) : 0;
+    std::string why;
+    std::shared_ptr<ZMessage> message;
+    if (m_maxMessageBytes > 0 && size > m_maxMessageBytes) {
+        why = std::to_string(size) + " bytes, over nMaxMessageBytes " + std::to_string(m_maxMessageBytes);
+    } else {
+        message = Decode(received.payload, size, why);
+    }
+    std::vector<std::shared_ptr<const Delivery>> deliveries;
+    ZCommEndpoint endpoint;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!message) {
+            ++m_stats.m_malformed;
+        } else if (const auto it = m_topics.find(topic); it != m_topics.end()) {
+            endpoint = it->second.m_endpoint;
+            for (const auto& subscriber : it->second.m_deliveries) {
+                deliveries.push_back(subscriber.second);
+            }
+            ++m_stats.m_received;
+        }
+    }
+    if (!message) {
+        ZLOG(LOGLEVEL_WARNING, "Dropped a message on <%s>: %s", topic, why.c_str());
+        return;
+    }
+    for (const auto& delivery : deliveries) {
+        (*delivery)(endpoint, message);
+    }
+}
+
+ZNodeCommMQTT::ZStats ZNodeCommMQTT::GetStats() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_stats;
+}
+
+std::size_t ZNodeCommMQTT::BufferedCount() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_buffer.size();
+}

@@ -1,0 +1,172 @@
+#include "ZTestKit/ZTestBroker.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+constexpr const char* kMosquitto = "/usr/sbin/mosquitto";
+
+int FreeLoopbackPort() {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (fd < 0) {
+        return 0;
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(address);
+    int port = 0;
+    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 &&
+        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
+        port = ntohs(address.sin_port);
+    }
+    ::close(fd);
+    return port;
+}
+
+bool Accepts(int port) {
+    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (fd < 0) {
+        return false;
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    const bool connected = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
+    ::close(fd);
+    return connected;
+}
+
+}  // namespace
+
+ZTestBroker::ZTestBroker() = default;
+
+ZTestBroker::~ZTestBroker() {
+    Stop();
+    if (!m_directory.empty()) {
+        std::remove((m_directory + "/mosquitto.conf").c_str());
+        std::remove((m_directory + "/mosquitto.log").c_str());
+        ::rmdir(m_directory.c_str());
+    }
+}
+
+bool ZTestBroker::Available() {
+    return ::access(kMosquitto, X_OK) == 0;
+}
+
+std::string ZTestBroker::URL() const {
+    return "mqtt://127.0.0.1:" + std::to_string(m_port);
+}
+
+bool ZTestBroker::WriteConfig(std::string& error) {
+    if (m_directory.empty()) {
+        char pattern[] = "/tmp/ztestbroker-XXXXXX";
+        if (::mkdtemp(pattern) == nullptr) {
+            error = "cannot make a directory for the broker";
+            return false;
+        }
+        m_directory = pattern;
+        ::chmod(m_directory.c_str(), 0755);
+    }
+    if (m_port == 0) {
+        m_port = FreeLoopbackPort();
+    }
+    std::ofstream config(m_directory + "/mosquitto.conf");
+    config << "listener " << m_port << " 127.0.0.1\n"
+           << "allow_anonymous true\n"
+           << "persistence false\n"
+           << "set_tcp_nodelay true\n"
+           << "log_dest stderr\n"
+           << "log_type error\nlog_type warning\nlog_type notice\n"
+           << m_extraConfig << "\n";
+    if (!config) {
+        error = "cannot write the broker's configuration";
+        return false;
+    }
+    return true;
+}
+
+bool ZTestBroker::Start(std::string* error, std::chrono::milliseconds timeout) {
+    std::string problem;
+    if (IsRunning()) {
+        return true;
+    }
+    if (!Available()) {
+        problem = std::string(kMosquitto) + " is not installed";
+    } else if (WriteConfig(problem)) {
+        const std::string configPath = m_directory + "/mosquitto.conf";
+        const std::string logPath = m_directory + "/mosquitto.log";
+        const pid_t pid = ::fork();
+        if (pid == 0) {
+            const int log = ::open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+            if (log >= 0) {
+                ::dup2(log, STDOUT_FILENO);
+                ::dup2(log, STDERR_FILENO);
+            }
+            ::execl(kMosquitto, kMosquitto, "-c", configPath.c_str(), static_cast<char*>(nullptr));
+            ::_exit(127);
+        }
+        if (pid < 0) {
+            problem = "cannot fork the broker";
+        } else {
+            m_pid = pid;
+            const bool up = ZWaitUntil(
+                [this] {
+                    int status = 0;
+                    if (::waitpid(m_pid, &status, WNOHANG) == m_pid) {
+                        m_pid = -1;
+                        return true;  // exited: stop waiting
+                    }
+                    return Accepts(m_port);
+                },
+                timeout);
+            if (!up || m_pid < 0) {
+                problem = "the broker did not accept connections on port " + std::to_string(m_port) + ":\n" +
+                          LogText();
+                Kill();
+            }
+        }
+    }
+    if (!problem.empty() && error != nullptr) {
+        *error = problem;
+    }
+    return problem.empty();
+}
+
+void ZTestBroker::Reap(int signal) {
+    if (m_pid <= 0) {
+        return;
+    }
+    ::kill(m_pid, signal);
+    int status = 0;
+    ::waitpid(m_pid, &status, 0);
+    m_pid = -1;
+}
+
+void ZTestBroker::Stop() {
+    Reap(SIGTERM);
+}
+
+void ZTestBroker::Kill() {
+    Reap(SIGKILL);
+}
+
+std::string ZTestBroker::LogText() const {
+    std::ifstream log(m_directory + "/mosquitto.log");
+    std::stringstream text;
+    text << log.rdbuf();
+    return text.str();
+}
