@@ -6,7 +6,10 @@
 #include "NodeBase/ZNodeManager.h"
 #include "NodeBase/ZNodeManagerConfig.h"
 #include "NodeBase/ZTopologyMsg.h"
-#include "NodeComm/ZNodeCommLocal.h"
+#include "NodeComm/ZNodeComm.h"
+#include "NodeComm/ZTransportFactory.h"
+#include "ZCoreConfigs/ZCommsParams.h"
+#include "ZCoreConfigs/ZCoreConfigParams.h"
 #include "ZShared/CID.h"
 #include "ZShared/ZFactory.h"
 #include "ZShared/ZLog.h"
@@ -120,11 +123,6 @@ int ZNodeManagerHost::Run() {
     if (!ReadConfig(LOGLEVEL_WARNING, error) || !CheckNodeClasses(error)) {
         return Report(error);
     }
-    if (!m_pConfig->m_transportURL.empty()) {
-        return Report(m_options.m_configPath + ": \"TransportURL\" <" +
-                      ToStdString(m_pConfig->m_transportURL) +
-                      ">: only the in-process transport (empty) is built in");
-    }
     if (!m_options.m_dumpPath.empty() && !HostsDiscovery()) {
         return Report(m_options.m_configPath + ": --dump-topology needs the discovery node hosted here");
     }
@@ -143,8 +141,13 @@ int ZNodeManagerHost::Serve() {
     if (!signals.IsReady()) {
         return Report("cannot wait for SIGINT and SIGTERM", kExitFailed);
     }
-    const auto comm = std::make_shared<ZNodeCommLocal>();
+    std::string error;
+    const auto comm = MakeTransport(error);
+    if (!comm) {
+        return Report(m_options.m_configPath + ": " + error);
+    }
     if (!manager->Start(comm)) {
+        comm->Disconnect();
         return Report(m_options.m_configPath + ": the node manager did not start", kExitFailed);
     }
     const int signal = signals.Wait();
@@ -159,5 +162,25 @@ int ZNodeManagerHost::Serve() {
         }
     }
     manager->Stop();
+    // After the manager's goodbye, so that it reaches the broker; a clean disconnect sends no will.
+    comm->Disconnect();
     return exitCode;
+}
+
+std::shared_ptr<ZNodeComm> ZNodeManagerHost::MakeTransport(std::string& error) const {
+    // The configuration set's parameters, if it has them, with the URL from the command line or the
+    // configuration's own "TransportURL" over theirs.
+    ZCommsParams params;
+    if (m_pConfig->m_pConfig) {
+        if (const auto configured = m_pConfig->m_pConfig->GetConfig<ZCommsParams>()) {
+            params = *configured;
+        }
+    }
+    if (!m_pConfig->m_transportURL.empty()) {
+        params.TransportURL = m_pConfig->m_transportURL;
+    }
+    if (!m_options.m_transportURL.empty()) {
+        params.TransportURL = m_options.m_transportURL.c_str();
+    }
+    return ZTransportFactory::Make(params, m_pConfig->m_uid.c_str(), error);
 }

@@ -7,10 +7,12 @@
 
 #include "ZModuleLoader.h"
 
+class ZNodeComm;
 class ZNodeManagerConfig;
 
 // The znodemanager program: loads the modules a configuration names, runs its node manager on the
-// in-process transport until SIGINT or SIGTERM, then stops it and unloads the modules. Problems
+// transport its "TransportURL" names (in-process when empty, MQTT for mqtt:// and mqtts://) until
+// SIGINT or SIGTERM, then stops it and unloads the modules. Problems
 // with the configuration or the modules end it with one line on stderr and exit code 2.
 class ZNodeManagerHost {
 public:
@@ -20,7 +22,9 @@ public:
         bool m_bListClasses = false;
         bool m_bVersion = false;
         std::int32_t m_logLevel = 2;
-        std::string m_dumpPath;  // the hosted discovery node's graph, written before the manager leaves it
+        std::string m_dumpPath;
+        std::string m_transportURL;  // over the configuration's "TransportURL"  // the hosted discovery
+                                     // node's graph, written before the manager leaves it
     };
 
     static constexpr int kExitBadInput = 2;
@@ -42,6 +46,7 @@ private:
     bool CheckNodeClasses(std::string& error) const;
     bool HostsDiscovery() const;
     int Serve();
+    std::shared_ptr<ZNodeComm> MakeTransport(std::string& error) const;
 
     ZOptions m_options;
     ZModuleLoader m_loader;

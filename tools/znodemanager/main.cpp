@@ -25,6 +25,9 @@ int main(int argc, char** argv) {
            "--dump-topology", options.m_dumpPath,
            "On exit, write the hosted discovery node's graph as JSON to FILE (before the manager leaves it)")
         ->type_name("FILE");
+    app.add_option("--transport", options.m_transportURL,
+                   "Transport URL over the configuration's \"TransportURL\" (mqtt://host:port, mqtts://...)")
+        ->type_name("URL");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
