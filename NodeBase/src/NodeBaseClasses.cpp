@@ -19,6 +19,8 @@
 #include "NodeBase/ZNodeToolsMetadata.h"
 #include "NodeBase/ZNodeUIDMsg.h"
 #include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZOnlineStatusMsg.h"
+#include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "NodeBase/ZTopologyEdge.h"
 #include "NodeBase/ZTopologyMsg.h"
@@ -50,6 +52,8 @@ struct NodeBaseClasses {
         ZClassRegistration<ZDiscoveryLockUnlockMsg>::Register("ZMessage");
         ZClassRegistration<ZDiscoveryTopoChangeNotificationMsg>::Register("ZMessage");
         ZClassRegistration<ZNodesDisconnectedMsg>::Register("ZMessage");
+        ZClassRegistration<ZOnlineStatusMsg>::Register("ZMessage");
+        ZClassRegistration<ZRemovalHistoryMsg>::Register("ZMessage");
         ZClassRegistration<ZNodeManagerConfig>::Register("ZConfig");
         ZClassRegistration<ZNodeManager>::Register("ZNode");
     }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <random>
 
 #include "NodeBase/ZDiscoveryConnectMsg.h"
 #include "NodeBase/ZDiscoveryFindNodeMsg.h"
@@ -14,6 +15,7 @@
 #include "NodeBase/ZDiscoveryRequestMsg.h"
 #include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
 #include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZOnlineStatusMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "NodeComm/ZCommManager.h"
 #include "ZCoreConfigs/ZCoreConfigParams.h"
@@ -31,6 +33,8 @@ using ZShared::CID::IsKindOf;
 constexpr std::chrono::milliseconds kFirstBackoff{500};
 constexpr std::chrono::milliseconds kLongestBackoff{8000};
 constexpr std::chrono::milliseconds kShortestSignOfLifePeriod{100};
+constexpr const char* kOnlineStatus = "online";
+constexpr const char* kConnectionLost = "connection lost";
 
 template <class T>
 bool Is(const std::shared_ptr<ZMessage>& message) {
@@ -64,6 +68,18 @@ ZString HostName() {
     return ZString(name);
 }
 
+// A positive 63-bit number that two starts, in one process or in two, practically never share.
+std::int64_t NewStartID() {
+    std::random_device device;
+    std::uint64_t mix =
+        (static_cast<std::uint64_t>(device()) << 32) ^ device() ^ static_cast<std::uint64_t>(WallClockUs());
+    mix ^= mix >> 33;
+    mix *= 0xC4CEB9FE1A85EC53ull;
+    mix ^= mix >> 33;
+    const auto id = static_cast<std::int64_t>(mix & 0x7FFFFFFFFFFFFFFFull);
+    return id != 0 ? id : 1;
+}
+
 ZString OsVersion() {
     utsname system{};
     if (uname(&system) != 0) {
@@ -93,8 +109,22 @@ bool ZNodeManager::Load(std::shared_ptr<ZNodeManagerConfig> config) {
              config->m_uid.c_str());
         return false;
     }
+    std::string why;
+    if (!ZCommEndpoint::IsTopicSafeUID(config->m_uid.AsString(), &why)) {
+        ZLOG(LOGLEVEL_ERROR, "Configuration refused: node manager UID <%s> %s", config->m_uid.c_str(),
+             why.c_str());
+        return false;
+    }
+    // The discovery module is loaded at run time, so its class is known by name only.
+    const std::uint32_t discoveryCid = ZShared::ZFactory::GetClassID("ZNodeDiscovery");
+    bool hostsDiscovery = false;
     std::vector<ZHosted> hosted;
     for (const auto& entry : config->m_nodes) {
+        if (!entry.m_uid.IsEmpty() && !ZCommEndpoint::IsTopicSafeUID(entry.m_uid.AsString(), &why)) {
+            ZLOG(LOGLEVEL_ERROR, "Node <%s> of <%s>: UID <%s> %s", entry.m_name.c_str(),
+                 config->m_uid.c_str(), entry.m_uid.c_str(), why.c_str());
+            return false;
+        }
         const std::string className = ToStdString(entry.m_className);
         const auto made = ZShared::ZFactory::CreateShared(className.c_str(), ToStdString(entry.m_name));
         std::shared_ptr<ZNode> node;
@@ -118,9 +148,11 @@ bool ZNodeManager::Load(std::shared_ptr<ZNodeManagerConfig> config) {
         record.m_group = entry.m_group;
         record.m_bRegisters = node->ShouldRegisterWithDiscovery();
         record.m_bUIDFinal = !node->GetUID().IsEmpty();
+        hostsDiscovery = hostsDiscovery || (discoveryCid != 0 && IsKindOf(discoveryCid, node->GetCID()));
         hosted.push_back(std::move(record));
     }
     m_hosted = std::move(hosted);
+    m_bHostsDiscovery = hostsDiscovery;
     m_pConfig = std::move(config);
     m_discoveryUID = m_pConfig->m_discoveryUID;
     SetUID(m_pConfig->m_uid);
@@ -179,12 +211,53 @@ bool ZNodeManager::InitMessageMap() {
            SubscribeHandler(EP_RESPONSE, own, "findnode", &ZNodeManager::OnFindNodeResponse) &&
            SubscribeHandler(EP_STATUS, m_discoveryUID, "topochanged", &ZNodeManager::OnTopoChanged) &&
            SubscribeHandler(EP_STATUS, m_discoveryUID, "nodesdisconnected",
-                            &ZNodeManager::OnNodesDisconnected);
+                            &ZNodeManager::OnNodesDisconnected) &&
+           SubscribeHandler(EP_STATUS, m_discoveryUID, kOnlineStatus, &ZNodeManager::OnDiscoveryOnlineStatus);
+}
+
+void ZNodeManager::OnConnecting() {
+    ZNode::OnConnecting();
+    m_startID = NewStartID();
+    const auto& comm = GetComm();
+    if (!comm) {
+        return;
+    }
+    ZCommEndpoint endpoint;
+    std::shared_ptr<ZMessage> will;
+    if (m_bHostsDiscovery) {
+        auto status = ZMakeShared<ZOnlineStatusMsg>();
+        status->m_bOnline = false;
+        status->m_nodeManagerUID = GetUID();
+        status->m_startID = m_startID;
+        ZMessageFlags flags = status->GetFlags();
+        flags.m_bRetained = true;
+        status->SetFlags(flags);
+        endpoint = ZCommEndpoint(m_discoveryUID, EP_STATUS, kOnlineStatus);
+        will = status;
+    } else {
+        auto removal = ZMakeShared<ZRemoveNodeManagerMsg>();
+        removal->m_nodeManagerUID = GetUID();
+        removal->m_reason = kConnectionLost;
+        endpoint = ZCommEndpoint(m_discoveryUID, EP_CONTROL, "removenodemanager");
+        will = removal;
+    }
+    // Stamped as a publication of this manager would be, since the broker sends it unchanged.
+    will->SetSource(ZCommEndpoint(GetUID(), endpoint.m_type, endpoint.m_name));
+    will->SetEndpoint(endpoint);
+    if (comm->SetLastWill(endpoint, will)) {
+        ZLOG(LOGLEVEL_PROGRESS, "Node manager <%s> left its last will on <%s>", GetUID().c_str(),
+             endpoint.AsString().c_str());
+    } else {
+        ZLOG(LOGLEVEL_DETAIL, "The transport of <%s> keeps no last will", GetUID().c_str());
+    }
 }
 
 bool ZNodeManager::OnConnected() {
     if (!ZNode::OnConnected() || !StartHostedNodes()) {
         return false;
+    }
+    if (m_bHostsDiscovery) {
+        PublishOnlineStatus(true);
     }
     StartRegistration();
     return true;
@@ -226,6 +299,10 @@ bool ZNodeManager::OnShutdown(bool wait) {
     const ZNodeManagerState was = m_state.exchange(NMSTATE_STOPPED);
     if (m_bLeaveOnStop && (was == NMSTATE_REGISTERING_NODES || was == NMSTATE_RUNNING)) {
         LeaveTopology();
+    }
+    // After the leave, which the discovery node still has to handle; a halt leaves it to the will.
+    if (m_bLeaveOnStop && m_bOnlinePublished.exchange(false)) {
+        PublishOnlineStatus(false);
     }
     StopHostedNodes();
     if (was != NMSTATE_STOPPED) {
@@ -285,6 +362,24 @@ void ZNodeManager::LeaveTopology() {
         }
     }
     comm->Unsubscribe(subscription);
+}
+
+void ZNodeManager::PublishOnlineStatus(bool online) {
+    auto status = ZMakeShared<ZOnlineStatusMsg>();
+    status->m_bOnline = online;
+    status->m_nodeManagerUID = GetUID();
+    status->m_startID = m_startID;
+    ZMessageFlags flags = status->GetFlags();
+    flags.m_bRetained = true;
+    status->SetFlags(flags);
+    ZLOG(LOGLEVEL_PROGRESS, "Discovery node <%s> hosted by <%s> is %s: start <%lld>", m_discoveryUID.c_str(),
+         GetUID().c_str(), online ? "online" : "offline", static_cast<long long>(m_startID.load()));
+    std::shared_ptr<ZMessage> message = std::move(status);
+    if (PublishInternal(ZCommEndpoint(m_discoveryUID, EP_STATUS, kOnlineStatus), message, nullptr, true,
+                        false) &&
+        online) {
+        m_bOnlinePublished = true;
+    }
 }
 
 bool ZNodeManager::SendRequest(const char* name, std::shared_ptr<ZMessage> request) {
@@ -606,6 +701,36 @@ bool ZNodeManager::OnNodesDisconnected(const std::shared_ptr<ZMessage>& notifica
         m_lastDisconnected = std::move(uids);
     }
     ++m_nodesDisconnectedCount;
+    return true;
+}
+
+bool ZNodeManager::OnDiscoveryOnlineStatus(const std::shared_ptr<ZMessage>& status) {
+    if (!Is<ZOnlineStatusMsg>(status)) {
+        return false;
+    }
+    const auto& online = static_cast<const ZOnlineStatusMsg&>(*status);
+    const auto startID = static_cast<long long>(online.m_startID);
+    if (!online.m_bOnline) {
+        // The sign of life finds out on its own whether the discovery node has gone for good.
+        ZLOG(LOGLEVEL_PROGRESS, "Discovery node <%s> hosted by <%s> is offline: start <%lld>",
+             m_discoveryUID.c_str(), online.m_nodeManagerUID.c_str(), startID);
+        return true;
+    }
+    if (m_bDiscoveryStartSeen && online.m_startID == m_discoveryStartID) {
+        return true;
+    }
+    const bool restarted = m_bDiscoveryStartSeen;
+    m_bDiscoveryStartSeen = true;
+    m_discoveryStartID = online.m_startID;
+    // A discovery node hosted here cannot restart without this manager, which registers anyway.
+    if (!restarted || online.m_nodeManagerUID == GetUID() || GetState() == NMSTATE_STOPPED) {
+        ZLOG(LOGLEVEL_DETAIL, "Discovery node <%s> hosted by <%s> is online: start <%lld>",
+             m_discoveryUID.c_str(), online.m_nodeManagerUID.c_str(), startID);
+        return true;
+    }
+    ZLOG(LOGLEVEL_WARNING, "Discovery node <%s> restarted (start <%lld> on <%s>); <%s> registers again",
+         m_discoveryUID.c_str(), startID, online.m_nodeManagerUID.c_str(), GetUID().c_str());
+    StartRegistration();
     return true;
 }
 

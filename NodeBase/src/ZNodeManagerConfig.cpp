@@ -26,6 +26,19 @@ std::string NodeLabel(std::size_t index, const ZString& name) {
     return label;
 }
 
+// Why the UID cannot be one level of a broker topic; empty when it can. '/', '+' and '#' keep the
+// wording the configuration's readers know.
+std::string TopicProblem(const ZNodeUID& uid) {
+    std::string why;
+    if (ZCommEndpoint::IsTopicSafeUID(uid.AsString(), &why)) {
+        return std::string();
+    }
+    if (uid.AsString().find_first_of("/+#") != ZString::npos) {
+        return "may not contain '/', '+' or '#'";
+    }
+    return why;
+}
+
 }  // namespace
 
 ZNodeManagerConfig::ZNodeManagerConfig() : m_discoveryUID(kDefaultDiscoveryUID) {}
@@ -167,8 +180,8 @@ bool ZNodeManagerConfig::Validate() {
     if (m_uid.IsEmpty()) {
         return Fail("missing \"UID\"");
     }
-    if (!IsValidUID(m_uid)) {
-        return Fail("\"UID\" " + Quoted(m_uid.AsString()) + " may not contain '/', '+' or '#'");
+    if (const std::string problem = TopicProblem(m_uid); !problem.empty()) {
+        return Fail("\"UID\" " + Quoted(m_uid.AsString()) + " " + problem);
     }
     if (m_discoveryUID.IsEmpty() || !IsValidUID(m_discoveryUID)) {
         return Fail("\"DiscoveryUID\" " + Quoted(m_discoveryUID.AsString()) +
@@ -179,9 +192,10 @@ bool ZNodeManagerConfig::Validate() {
         if (node.m_className.empty()) {
             return Fail(NodeLabel(i, node.m_name) + " has no \"class\"");
         }
-        if (!IsValidUID(node.m_uid)) {
-            return Fail(NodeLabel(i, node.m_name) + ": \"uid\" " + Quoted(node.m_uid.AsString()) +
-                        " may not contain '/', '+' or '#'");
+        const std::string problem = node.m_uid.IsEmpty() ? std::string() : TopicProblem(node.m_uid);
+        if (!problem.empty()) {
+            return Fail(NodeLabel(i, node.m_name) + ": \"uid\" " + Quoted(node.m_uid.AsString()) + " " +
+                        problem);
         }
     }
     return true;
@@ -231,7 +245,8 @@ bool ZNodeManagerConfig::Load(const char* file) {
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();
     for (auto& module : m_modules) {
         std::filesystem::path modulePath(ToStdString(module));
-        if (modulePath.is_relative()) {
+        // A bare file name is left to the dynamic loader's search path, as dlopen does.
+        if (modulePath.is_relative() && modulePath.has_parent_path()) {
             modulePath = std::filesystem::absolute(folder / modulePath, error).lexically_normal();
             module = ToZString(modulePath.string());
         }
@@ -257,7 +272,7 @@ ZString ZNodeManagerConfig::PluginNameOf(const ZString& modulePath) {
 }
 
 bool ZNodeManagerConfig::IsValidUID(const ZNodeUID& uid) {
-    return uid.AsString().find_first_of("/+#") == ZString::npos;
+    return uid.IsEmpty() || ZCommEndpoint::IsTopicSafeUID(uid.AsString());
 }
 
 bool ZNodeManagerConfig::ParseEndpoint(const ZString& text, ZCommEndpoint& endpoint) {

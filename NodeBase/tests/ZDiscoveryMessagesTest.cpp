@@ -20,6 +20,8 @@
 #include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
 #include "NodeBase/ZNodeUIDMsg.h"
 #include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZOnlineStatusMsg.h"
+#include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "ZMessages/ZBinaryCommStream.h"
 #include "ZMessages/ZJSONCommStream.h"
@@ -51,6 +53,10 @@ std::string Text(const ZTopologyEdge& edge) {
 }
 
 std::string Text(const ZTopologyNode& node);
+
+std::string Text(const ZRemovalRecord& record) {
+    return Text(record.m_nodeManagerUID) + " at " + Text(record.m_timeUs) + " for " + Text(record.m_reason);
+}
 
 template <class T>
 std::string Text(const ZVector<T>& items) {
@@ -146,8 +152,28 @@ const std::vector<ZMessageCase>& Cases() {
                 return {Text(m.m_nodes), Text(m.m_edges)};
             }),
         Case<ZRemoveNodeManagerMsg>(
-            [](ZRemoveNodeManagerMsg& m) { m.m_nodeManagerUID = ZNodeUID("NM2"); },
-            [](const ZRemoveNodeManagerMsg& m) -> ZFields { return {Text(m.m_nodeManagerUID)}; }),
+            [](ZRemoveNodeManagerMsg& m) {
+                m.m_nodeManagerUID = ZNodeUID("NM2");
+                m.m_reason = "connection lost";
+            },
+            [](const ZRemoveNodeManagerMsg& m) -> ZFields {
+                return {Text(m.m_nodeManagerUID), Text(m.m_reason)};
+            }),
+        Case<ZOnlineStatusMsg>(
+            [](ZOnlineStatusMsg& m) {
+                m.m_bOnline = true;
+                m.m_nodeManagerUID = ZNodeUID("DiscoveryNM");
+                m.m_startID = 0x7123456789ABCDEF;
+            },
+            [](const ZOnlineStatusMsg& m) -> ZFields {
+                return {Text(m.m_bOnline), Text(m.m_nodeManagerUID), Text(m.m_startID)};
+            }),
+        Case<ZRemovalHistoryMsg>(
+            [](ZRemovalHistoryMsg& m) {
+                m.m_records = {{ZNodeUID("NM1"), 1715000000123456, "silence"},
+                               {ZNodeUID("NM2"), 1715000000999999, "connection lost"}};
+            },
+            [](const ZRemovalHistoryMsg& m) -> ZFields { return {Text(m.m_records)}; }),
         Case<ZDiscoveryFindNodeMsg>(
             [](ZDiscoveryFindNodeMsg& m) { m.m_nodeUID = "Radar1"; },
             [](const ZDiscoveryFindNodeMsg& m) -> ZFields { return {Text(m.m_nodeUID)}; }),
@@ -195,7 +221,8 @@ TEST(ZDiscoveryMessagesTest, EveryClassIsMadeByNameAsAMessage) {
          {"ZDiscoveryManagerMsg", "ZDiscoveryRequestMsg", "ZDiscoveryPluginMsg", "ZDiscoveryConnectMsg",
           "ZDiscoveryDeleteMsg", "ZRemoveNodeManagerMsg", "ZDiscoveryFindNodeMsg", "ZDiscoveryFindUIDMsg",
           "ZNodeUIDMsg", "ZDiscoveryRequestMasterNodeManagerUIDMsg", "ZDiscoveryMasterNodeManagerUIDMsg",
-          "ZDiscoveryLockUnlockMsg", "ZDiscoveryTopoChangeNotificationMsg", "ZNodesDisconnectedMsg"}) {
+          "ZDiscoveryLockUnlockMsg", "ZDiscoveryTopoChangeNotificationMsg", "ZNodesDisconnectedMsg",
+          "ZOnlineStatusMsg", "ZRemovalHistoryMsg"}) {
         const auto sut = ZShared::ZFactory::CreateShared(name);
 
         ASSERT_NE(sut, nullptr) << name;
@@ -316,6 +343,16 @@ TEST(ZDiscoveryMessagesTest, DeleteMessageReplacesOnlyTheListsTheStreamHolds) {
 
     EXPECT_EQ(Text(sut.m_nodes), "[G.ZRadar.A(A) aliases [] manager NM1;]");
     EXPECT_EQ(Text(sut.m_edges), "[status/B/track --> control/C/in groups /;]");
+}
+
+TEST(ZDiscoveryMessagesTest, RemovalLeavesOutAnEmptyReason) {
+    ZRemoveNodeManagerMsg sut;
+    auto stream = ZMakeShared<ZJSONCommStream>();
+
+    sut.Serialize(stream);
+
+    EXPECT_TRUE(stream->HasKey("nodeManagerUID"));
+    EXPECT_FALSE(stream->HasKey("reason"));
 }
 
 }  // namespace

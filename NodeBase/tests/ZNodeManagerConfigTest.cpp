@@ -63,9 +63,7 @@ TEST_F(ZNodeManagerConfigTest, DocumentedExampleLoadsWithEveryKey) {
 
     EXPECT_EQ(sut.m_uid, ZNodeUID("Bridge-NM"));
     EXPECT_EQ(sut.m_group, "Bridge");
-    const std::string folder = std::string(Z_SOURCE_DIR) + "/docs/examples/";
-    EXPECT_EQ(sut.m_modules,
-              (ZStringList{ToZString(folder + "libNodeDiscovery.so"), ToZString(folder + "libRadar.so")}));
+    EXPECT_EQ(sut.m_modules, (ZStringList{"libNodeDiscovery.so", "libRadar.so"}));
     EXPECT_TRUE(sut.m_transportURL.empty());
     EXPECT_EQ(sut.m_discoveryUID, ZNodeUID("ZNodeDiscovery1"));
     ASSERT_EQ(sut.m_nodes.size(), 3u);
@@ -84,6 +82,14 @@ TEST_F(ZNodeManagerConfigTest, DocumentedExampleLoadsWithEveryKey) {
     EXPECT_EQ(sut.m_pConfig->m_versionTxt, "2.151.0");
     EXPECT_EQ(sut.GetDeadTimeSecs(), 10);
     EXPECT_TRUE(m_log->Records().empty());
+}
+
+TEST_F(ZNodeManagerConfigTest, UIDsWithControlCharactersAreRefusedToo) {
+    EXPECT_EQ(ErrorOf("{\"UID\": \"a\\u0001b\"}"),
+              "\"UID\" <a\x01"
+              "b> contains a control character");
+    EXPECT_EQ(ErrorOf(R"({"UID": "M", "Nodes": [{"class": "ZNode", "name": "r", "uid": "R\t1"}]})"),
+              "node 1 (\"r\"): \"uid\" <R\t1> contains a control character");
 }
 
 TEST_F(ZNodeManagerConfigTest, DefaultsOfTheOptionalKeys) {
@@ -145,16 +151,18 @@ TEST_F(ZNodeManagerConfigTest, UnreadableFilesAreRefusedWithTheReason) {
     EXPECT_TRUE(m_log->Contains(missing + ": cannot read", LOGLEVEL_ERROR));
 }
 
-TEST_F(ZNodeManagerConfigTest, RelativeModulesResolveAgainstTheFilesFolder) {
+TEST_F(ZNodeManagerConfigTest, ModulePathsResolveAgainstTheFilesFolderAndBareNamesAgainstTheLoader) {
     std::filesystem::create_directories(m_folder / "etc");
     ZNodeManagerConfig sut;
     const std::string path =
-        Write(R"({"UID": "M", "Modules": ["libA.so", "../lib/libB.so", "/opt/libC.so"]})", "etc/nm.json");
+        Write(R"({"UID": "M", "Modules": ["./libA.so", "../lib/libB.so", "/opt/libC.so", "libD.so"]})",
+              "etc/nm.json");
 
     ASSERT_TRUE(sut.Load(path.c_str()));
 
-    EXPECT_EQ(sut.m_modules, (ZStringList{ToZString((m_folder / "etc/libA.so").string()),
-                                          ToZString((m_folder / "lib/libB.so").string()), "/opt/libC.so"}));
+    EXPECT_EQ(sut.m_modules,
+              (ZStringList{ToZString((m_folder / "etc/libA.so").string()),
+                           ToZString((m_folder / "lib/libB.so").string()), "/opt/libC.so", "libD.so"}));
 }
 
 TEST_F(ZNodeManagerConfigTest, WritesWhatItReads) {

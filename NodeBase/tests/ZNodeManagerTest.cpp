@@ -193,6 +193,11 @@ TEST_F(ZNodeManagerTest, LoadAndStartRefuseWhatCannotRun) {
                                 LOGLEVEL_ERROR));
     config->m_nodes[1].m_className = "ZSystemParams";
     EXPECT_FALSE(sut.Load(config));
+    auto unsafe = Config();
+    unsafe->m_nodes[1].m_uid = ZNodeUID("Fixed#");
+    EXPECT_FALSE(sut.Load(unsafe));
+    EXPECT_TRUE(
+        m_log->Contains("Node <fixed> of <M>: UID <Fixed#> contains an MQTT wildcard", LOGLEVEL_ERROR));
     EXPECT_TRUE(sut.GetHostedNodes().empty());
     EXPECT_FALSE(sut.Load(nullptr));
 

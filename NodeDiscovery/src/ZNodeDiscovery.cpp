@@ -18,6 +18,7 @@
 #include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
 #include "NodeBase/ZNodeUIDMsg.h"
 #include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "NodeComm/ZCommManager.h"
 #include "ZCoreConfigs/ZCommsParams.h"
@@ -35,6 +36,9 @@ namespace {
 constexpr const char* kDiscoveryUID = "ZNodeDiscovery1";
 constexpr std::int32_t kMonitorIntervalMs = 1000;
 constexpr std::int32_t kDefaultDeadTimeSecs = 10;
+constexpr const char* kRemovalRequested = "request";
+constexpr const char* kRemovalSilence = "silence";
+constexpr const char* kRemovalNewSession = "new session";
 
 template <class T>
 bool Is(const std::shared_ptr<ZMessage>& message) {
@@ -185,6 +189,7 @@ bool ZNodeDiscovery::OnAddNodeManager(const std::shared_ptr<ZMessage>& request) 
 
     const ZNodeUID ownerBefore = m_lockOwner;
     ZCommManager* registry = Registry();
+    bool replacedOldSession = false;
     if (Lock(request) && !registration.m_nodeManagerUID.IsEmpty() && registry != nullptr) {
         const ZNodeUID uid = registration.m_nodeManagerUID;
         const auto session = registration.m_sessionID;
@@ -217,6 +222,8 @@ bool ZNodeDiscovery::OnAddNodeManager(const std::shared_ptr<ZMessage>& request) 
                      "<%i>, New SessionID = <%i>",
                      uid.c_str(), static_cast<int>(registry->GetSessionID(uid)), static_cast<int>(session));
                 RemoveNodeManagerNodes(uid);
+                NoteRemoval(uid, kRemovalNewSession);
+                replacedOldSession = true;
                 registration.m_bAlreadyRegistered = false;
                 registry->SetSessionID(uid, session);
                 registration.m_bRegistered = true;
@@ -261,6 +268,9 @@ bool ZNodeDiscovery::OnAddNodeManager(const std::shared_ptr<ZMessage>& request) 
     registration.m_nodeManagerUID = GetMasterNodeManagerUID();
     std::shared_ptr<ZMessage> response = request;
     PublishResponse(request, response, true, false);
+    if (replacedOldSession) {
+        PublishRemovalHistory();
+    }
     return true;
 }
 
@@ -288,8 +298,12 @@ bool ZNodeDiscovery::OnRemoveNodeManager(const std::shared_ptr<ZMessage>& reques
         return false;
     }
     const ZNodeUID uid = As<ZRemoveNodeManagerMsg>(request).m_nodeManagerUID;
+    const ZString reason = As<ZRemoveNodeManagerMsg>(request).m_reason;
     if (!IsKnownToRegistry(uid)) {
         return false;
+    }
+    if (!reason.empty()) {
+        ZLOG(LOGLEVEL_PROGRESS, "Node manager <%s> to be removed: %s", uid.c_str(), reason.c_str());
     }
     ZLOG(LOGLEVEL_WARNING, "Removing node manager: UID = <%s> ", uid.c_str());
     RemoveNodeManagerNodes(uid);
@@ -297,7 +311,36 @@ bool ZNodeDiscovery::OnRemoveNodeManager(const std::shared_ptr<ZMessage>& reques
     if (m_lockOwner == uid) {
         m_lockOwner = ZNodeUID();
     }
+    NoteRemoval(uid, reason.empty() ? ZString(kRemovalRequested) : reason);
+    PublishRemovalHistory();
     return true;
+}
+
+void ZNodeDiscovery::NoteRemoval(const ZNodeUID& nodeManagerUID, const ZString& reason) {
+    if (m_removals.size() >= ZRemovalHistoryMsg::kMaxRecords) {
+        m_removals.erase(m_removals.begin(),
+                         m_removals.begin() + static_cast<std::ptrdiff_t>(
+                                                  m_removals.size() - ZRemovalHistoryMsg::kMaxRecords + 1));
+    }
+    ZRemovalRecord& record = m_removals.emplace_back();
+    record.m_nodeManagerUID = nodeManagerUID;
+    record.m_timeUs = std::chrono::duration_cast<std::chrono::microseconds>(
+                          std::chrono::system_clock::now().time_since_epoch())
+                          .count();
+    record.m_reason = reason;
+}
+
+void ZNodeDiscovery::PublishRemovalHistory() {
+    auto history = make_shared_direct<ZRemovalHistoryMsg>("ZRemovalHistoryMsg", ZLOG_FILE, __LINE__);
+    if (!history) {
+        ZLOG(LOGLEVEL_ERROR, "Cannot create ZRemovalHistoryMsg: the removal history is not published");
+        return;
+    }
+    history->m_records = m_removals;
+    ZMessageFlags flags = history->GetFlags();
+    flags.m_bRetained = true;  // kept for operators who ask later
+    history->SetFlags(flags);
+    Publish(GetEndpoint(EP_STATUS, "removals", 0), history);
 }
 
 std::int32_t ZNodeDiscovery::GetDeadTimeSecs() const {
@@ -359,6 +402,8 @@ bool ZNodeDiscovery::OnMonitorTopoNodes() {
         SetBusy(false, nullptr);
         ZLOG(LOGLEVEL_PROGRESS, "Notifying subscribers that topology has changed!");
         PublishTopoChangedNotification();
+        NoteRemoval(uid, kRemovalSilence);
+        PublishRemovalHistory();
         return true;
     }
     return true;

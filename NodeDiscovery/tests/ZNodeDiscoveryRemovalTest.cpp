@@ -3,6 +3,7 @@
 #include "NodeBase/ZDiscoveryConnectMsg.h"
 #include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
 #include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "ZCoreConfigs/ZCoreConfigParams.h"
 #include "ZCoreConfigs/ZSystemParams.h"
@@ -12,6 +13,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using Strings = std::vector<std::string>;
 
 class ZNodeDiscoveryRemovalTest : public ZDiscoveryFixture {
 protected:
@@ -208,6 +210,78 @@ TEST_F(ZNodeDiscoveryRemovalTest, HandlersReportWhatTheyDidToTheRuntime) {
     EXPECT_TRUE(m_sut->OnMonitorTopoNodes());
     m_sut->BeginShutdown();
     EXPECT_FALSE(m_sut->OnMonitorTopoNodes());
+}
+
+// The history of removals, read as operators read it: from the retained publication on
+// status/ZNodeDiscovery1/removals.
+class ZNodeDiscoveryHistoryTest : public ZNodeDiscoveryRemovalTest {
+protected:
+    // The manager asks for its own removal, as its last will does.
+    void RemoveSelf(const char* manager, const char* reason = "") {
+        auto message = ZMakeShared<ZRemoveNodeManagerMsg>();
+        message->m_nodeManagerUID = ZNodeUID(manager);
+        message->m_reason = reason;
+        Send(manager, "removenodemanager", message);
+    }
+    // "<manager> <reason>" of every record, oldest first.
+    static Strings Records(const std::shared_ptr<ZRemovalHistoryMsg>& history) {
+        Strings records;
+        for (const auto& record : history->m_records) {
+            records.push_back(std::string(record.m_nodeManagerUID.c_str()) + " " + record.m_reason.c_str());
+        }
+        return records;
+    }
+
+    ZRecordingSubscriber m_history{m_pClients, Status("removals")};
+};
+
+TEST_F(ZNodeDiscoveryHistoryTest, EveryKindOfRemovalIsRecordedWithItsReasonAfterAllElseItsHandlerDoes) {
+    Strings arrivals;  // what the discovery node publishes, in order
+    const auto follow = [&](const ZCommEndpoint& endpoint) {
+        m_pClients->Subscribe(endpoint,
+                              [&arrivals](const ZCommEndpoint& at, const std::shared_ptr<ZMessage>&) {
+                                  arrivals.emplace_back(at.m_name.c_str());
+                              });
+    };
+    for (const char* name : {"nodesdisconnected", "topochanged", "removals"}) {
+        follow(Status(name));
+    }
+    RegisterManager("Silent");
+    m_clock.Advance(seconds(12));
+    RegisterManager("Asked");  // the idle hook after it finds Silent silent
+    RegisterManager("Lost");
+    RegisterManager("Renewed");
+    follow(ZCommEndpoint(ZNodeUID("Renewed"), EP_RESPONSE, "addnodemanager"));
+
+    RemoveSelf("Asked");
+    RemoveSelf("Lost", "connection lost");
+    Send("Renewed", "addnodemanager", Registration("Renewed", 2));
+
+    ASSERT_EQ(m_history.Count(), 4u);
+    const auto history = m_history.Last<ZRemovalHistoryMsg>();
+    EXPECT_EQ(Records(history),
+              (Strings{"Silent silence", "Asked request", "Lost connection lost", "Renewed new session"}));
+    EXPECT_GT(history->m_records.front().m_timeUs, 0);
+    EXPECT_TRUE(history->GetFlags().m_bRetained);
+    EXPECT_EQ(arrivals,
+              (Strings{"nodesdisconnected", "topochanged", "removals", "nodesdisconnected", "removals",
+                       "nodesdisconnected", "removals", "nodesdisconnected", "addnodemanager", "removals"}));
+    ZRecordingSubscriber late(m_pClients, Status("removals"));
+    EXPECT_EQ(Records(late.Last<ZRemovalHistoryMsg>()), Records(history));
+}
+
+TEST_F(ZNodeDiscoveryHistoryTest, OnlyTheLatestRemovalsAreKept) {
+    const std::size_t removals = ZRemovalHistoryMsg::kMaxRecords + 2;
+    for (std::size_t i = 0; i < removals; ++i) {
+        const std::string manager = "NM" + std::to_string(i);
+        RegisterManager(manager.c_str());
+        RemoveSelf(manager.c_str());
+    }
+
+    const Strings records = Records(m_history.Last<ZRemovalHistoryMsg>());
+    ASSERT_EQ(records.size(), ZRemovalHistoryMsg::kMaxRecords);
+    EXPECT_EQ(records.front(), "NM2 request");
+    EXPECT_EQ(records.back(), "NM" + std::to_string(removals - 1) + " request");
 }
 
 }  // namespace

@@ -14,6 +14,8 @@
 #include "NodeBase/ZDiscoveryManagerMsg.h"
 #include "NodeBase/ZDiscoveryRequestMsg.h"
 #include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZOnlineStatusMsg.h"
+#include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "NodeComm/ZCommManager.h"
 #include "NodeComm/ZLocalBus.h"
@@ -70,6 +72,31 @@ ZNodeManagerConfig::ZHostedNode Node(const char* name, const char* uid = "",
     node.m_group = "G";
     return node;
 }
+
+// The in-process transport in a broker's order of things: it connects only when asked, and keeps the
+// last will it is given, which it cannot send (false, as the in-process transport answers).
+class ZWillKeepingComm : public ZNodeCommLocal {
+public:
+    using ZNodeCommLocal::ZNodeCommLocal;
+    bool Connect() override {
+        m_bConnectAsked = true;
+        return ZNodeCommLocal::Connect();
+    }
+    bool IsConnected() const override { return m_bConnectAsked && ZNodeCommLocal::IsConnected(); }
+    bool SetLastWill(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) override {
+        m_willEndpoint = endpoint;
+        m_pWill = message;
+        m_bWillBeforeConnect = !m_bConnectAsked;
+        return false;
+    }
+
+    ZCommEndpoint m_willEndpoint;
+    std::shared_ptr<ZMessage> m_pWill;
+    bool m_bWillBeforeConnect = false;
+
+private:
+    bool m_bConnectAsked = false;
+};
 
 // Every request the discovery node receives, in order, as "<sender> <request>", with the details
 // read when it is published (the discovery node answers some requests by changing them).
@@ -155,7 +182,9 @@ protected:
         auto manager = ZMakeShared<ZNodeManager>(config->m_uid.c_str());
         manager->m_logLevel = LOGLEVEL_PROGRESS;
         EXPECT_TRUE(manager->Load(config));
-        EXPECT_TRUE(manager->StartManual(std::make_shared<ZNodeCommLocal>(m_pBus)));
+        auto comm = std::make_shared<ZWillKeepingComm>(m_pBus);
+        EXPECT_TRUE(manager->StartManual(comm));
+        m_comms[config->m_uid.c_str()] = comm;
         auto& slot = m_managers[config->m_uid.c_str()];
         if (slot) {
             m_retired.push_back(slot);
@@ -164,6 +193,27 @@ protected:
         return *manager;
     }
     ZNodeManager& Manager(const std::string& uid) { return *m_managers.at(uid); }
+    ZWillKeepingComm& CommOf(const std::string& uid) { return *m_comms.at(uid); }
+
+    // A discovery node that has forgotten everything, as a restarted process would have.
+    void RestartDiscovery() {
+        m_pDiscovery->StopAction(true);
+        m_pDiscoveryComm = std::make_shared<ZNodeCommLocal>(m_pBus);
+        m_pDiscovery = ZMakeShared<ZNodeDiscovery>("discovery");
+        m_pDiscovery->SetMasterNodeManagerUID(ZNodeUID("Master"));
+        EXPECT_TRUE(m_pDiscovery->Initialize(m_pDiscoveryComm, nullptr, m_pDiscovery->GetUID()));
+    }
+    // The online status the discovery node's host publishes.
+    void PublishOnline(bool online, std::int64_t startID) {
+        auto status = ZMakeShared<ZOnlineStatusMsg>();
+        status->m_bOnline = online;
+        status->m_nodeManagerUID = ZNodeUID("Host");
+        status->m_startID = startID;
+        ZMessageFlags flags;
+        flags.m_bRetained = true;
+        status->SetFlags(flags);
+        m_pClients->Publish(Discovery(EP_STATUS, "online"), status);
+    }
 
     // Runs the discovery node and the named managers (all of them by default) until quiet, and
     // again while idle hooks have left requests queued.
@@ -230,6 +280,7 @@ protected:
     ZRequestLog m_requests;
     std::shared_ptr<ZNodeDiscovery> m_pDiscovery;
     std::map<std::string, std::shared_ptr<ZNodeManager>> m_managers;
+    std::map<std::string, std::shared_ptr<ZWillKeepingComm>> m_comms;
     std::vector<std::shared_ptr<ZNodeManager>> m_retired;
 };
 
@@ -403,6 +454,62 @@ TEST_F(ZNodeManagerDiscoveryTest, RestartWithANewSessionReplacesTheOldNodes) {
     EXPECT_EQ(GraphUIDs(), (Strings{"M", "ZManagedNode2", "B1"}));
 }
 
+TEST_F(ZNodeManagerDiscoveryTest, LastWillOfALostManagerRemovesItAtOnceSayingWhy) {
+    auto& sut = Start(Config("M", {Node("a")}));
+    Run();
+    const auto& comm = CommOf("M");
+    const auto will = std::dynamic_pointer_cast<ZRemoveNodeManagerMsg>(comm.m_pWill);
+    ASSERT_NE(will, nullptr);
+    EXPECT_TRUE(comm.m_bWillBeforeConnect);
+    EXPECT_EQ(comm.m_willEndpoint, Discovery(EP_CONTROL, "removenodemanager"));
+    EXPECT_EQ(will->m_nodeManagerUID, ZNodeUID("M"));
+    EXPECT_EQ(will->m_reason, "connection lost");
+    EXPECT_EQ(m_log->Count("last will"), 0u);  // refused by the in-process transport: nothing above detail
+
+    sut.Halt();
+    m_pClients->Publish(comm.m_willEndpoint, will);  // what the broker does for it
+    Run();
+
+    EXPECT_TRUE(GraphUIDs().empty());
+    EXPECT_FALSE(RegistryKnows("M"));
+    EXPECT_EQ(Disconnected(0), (Strings{"M", "ZManagedNode1"}));
+    EXPECT_TRUE(m_log->Contains("Node manager <M> to be removed: connection lost", LOGLEVEL_PROGRESS));
+}
+
+TEST_F(ZNodeManagerDiscoveryTest, RestartedDiscoveryGetsEveryManagerBackButAFirstSightingChangesNothing) {
+    auto config = Config("M", {Node("a"), Node("b", "B1")});
+    ZNodeManagerConfig::ZConnection connection;
+    ZNodeManagerConfig::ParseEndpoint("status/B1/scan", connection.m_from);
+    ZNodeManagerConfig::ParseEndpoint("control/ZManagedNode1/show", connection.m_to);
+    config->m_connections = {connection};
+    auto& sut = Start(config);
+    Start(Config("K", {Node("c")}));
+    RunFor(milliseconds(1000));  // K waits for M's lock
+    const auto firstSession = sut.GetSessionID();
+    m_requests.Clear();
+    PublishOnline(true, 1001);
+    PublishOnline(false, 1001);
+    Run();
+    EXPECT_TRUE(m_requests.From("M").empty());
+    EXPECT_EQ(m_log->Count("Discovery node <ZNodeDiscovery1> hosted by <Host> is offline: start <1001>",
+                           LOGLEVEL_PROGRESS),
+              2u);  // one line per manager
+
+    RestartDiscovery();
+    PublishOnline(true, 2002);
+    RunFor(milliseconds(1000));
+    PublishOnline(true, 2002);  // told twice, registers once
+    Run();
+
+    // K took the lock first, so M asked again after its back-off.
+    EXPECT_EQ(m_requests.From("M"), (Strings{"M addnodemanager", "M addnodemanager", "M addnode", "M addnode",
+                                             "M topoconnect", "M notifytopochanged", "M locking"}));
+    EXPECT_NE(sut.GetSessionID(), firstSession);
+    EXPECT_EQ(Manager("K").GetRegistrationCount(), 2u);
+    EXPECT_EQ(GraphUIDs(), (Strings{"K", "ZManagedNode2", "M", "ZManagedNode1", "B1"}));
+    EXPECT_EQ(m_pDiscovery->GetTopology()->m_edges.size(), 1u);
+}
+
 // A manager hosting the discovery node, as a host process runs it.
 TEST(ZNodeManagerHostingDiscoveryTest, DiscoveryNodeStartsFirstWithTheManagerAsItsMaster) {
     ZManualClock clock;
@@ -431,6 +538,45 @@ TEST(ZNodeManagerHostingDiscoveryTest, DiscoveryNodeStartsFirstWithTheManagerAsI
     EXPECT_EQ(topoChanged.Count(), 1u);
     sut->Stop();
     EXPECT_TRUE(discovery->IsStopped());
+}
+
+TEST(ZNodeManagerHostingDiscoveryTest, HostSaysTheDiscoveryNodeIsOnlineWhileItRunsAndWillsItOffline) {
+    ZManualClock clock;
+    ZScopedLogCapture log;
+    auto bus = std::make_shared<ZLocalBus>();
+    auto comm = std::make_shared<ZWillKeepingComm>(bus);
+    auto observer = std::make_shared<ZNodeCommLocal>(bus);
+    ZRecordingSubscriber online(observer, Discovery(EP_STATUS, "online"));
+    auto config = ZMakeShared<ZNodeManagerConfig>();
+    config->m_uid = ZNodeUID("DiscoveryNM");
+    config->m_nodes = {Node("discovery", "", "ZNodeDiscovery"), Node("a")};
+    auto sut = ZMakeShared<ZNodeManager>("DiscoveryNM");
+    ASSERT_TRUE(sut->Load(config));
+    const auto text = [](const std::shared_ptr<ZMessage>& message) {
+        const auto status = std::dynamic_pointer_cast<ZOnlineStatusMsg>(message);
+        return status ? std::string(status->m_bOnline ? "online " : "offline ") +
+                            status->m_nodeManagerUID.c_str() +
+                            (status->GetFlags().m_bRetained ? " retained" : "")
+                      : "none";
+    };
+
+    ASSERT_TRUE(sut->StartManual(comm));
+    ZPumpDriver driver;
+    driver.RunUntilQuiet(std::vector<ZNode*>{sut.get(), sut->GetHostedNodes()[0].get()});
+    const auto started = online.Last<ZOnlineStatusMsg>();
+    sut->Stop();
+
+    ASSERT_EQ(online.Count(), 2u);
+    EXPECT_EQ(text(started), "online DiscoveryNM retained");
+    EXPECT_EQ(text(online.Messages()[1]), "offline DiscoveryNM retained");
+    EXPECT_EQ(text(comm->m_pWill), "offline DiscoveryNM retained");
+    EXPECT_EQ(comm->m_willEndpoint, Discovery(EP_STATUS, "online"));
+    EXPECT_TRUE(comm->m_bWillBeforeConnect);
+    EXPECT_GT(started->m_startID, 0);
+    EXPECT_EQ(online.Last<ZOnlineStatusMsg>()->m_startID, started->m_startID);
+    EXPECT_EQ(sut->GetRegistrationCount(), 1u);  // its own status is no restart
+    EXPECT_EQ(text(ZRecordingSubscriber(observer, Discovery(EP_STATUS, "online")).Last<ZMessage>()),
+              "offline DiscoveryNM retained");  // kept for late subscribers
 }
 
 }  // namespace

@@ -40,6 +40,15 @@ Z_ENUM_NAMES(ZNodeManagerState, {NMSTATE_STOPPED, "NMSTATE_STOPPED"},
 // pump. Nodes that do not register (the discovery node itself) get this manager as their master
 // node manager and start before the registration.
 //
+// Presence over a broker: before connecting, the manager leaves its transport a last will, which
+// the broker publishes if the connection dies without a goodbye. A manager hosting the discovery
+// node wills status/<discovery UID>/online to say offline, publishes it online (retained, with a
+// start ID new for every start) once the discovery node is up, and offline when it stops; any other
+// manager wills a "removenodemanager" for itself with the reason "connection lost", so that the
+// discovery node need not wait out the dead time. Every manager follows that online status, and a
+// start ID other than the one it saw before means the discovery node restarted and has forgotten
+// it: it registers again with a new session.
+//
 // Handlers and OnIdle run on the manager's pump; the getters below may be called from any thread.
 class Z_EXPORT ZNodeManager : public ZNode {
     Z_FACTORY_CLASS(ZNodeManager)
@@ -69,6 +78,8 @@ public:
 
     bool OnInit(std::shared_ptr<ZNodeComm> comm, std::shared_ptr<ZNodeComm> localComm, ZNodeUID uid) override;
     bool InitMessageMap() override;
+    // Leaves the last will with the transport, which must have it before it connects.
+    void OnConnecting() override;
     // Starts the hosted nodes, then the registration.
     bool OnConnected() override;
     // Retries, time-outs and the sign of life.
@@ -84,6 +95,7 @@ public:
     bool OnFindNodeResponse(const std::shared_ptr<ZMessage>& response);
     bool OnTopoChanged(const std::shared_ptr<ZMessage>& notification);
     bool OnNodesDisconnected(const std::shared_ptr<ZMessage>& notification);
+    bool OnDiscoveryOnlineStatus(const std::shared_ptr<ZMessage>& status);
 
     ZNodeManagerState GetState() const { return m_state.load(); }
     // The session of the current registration; 0 before the first.
@@ -93,6 +105,8 @@ public:
     // The master node manager the discovery node named in its last registration answer.
     ZNodeUID GetMasterNodeManagerUIDFromDiscovery() const;
     const ZNodeUID& GetDiscoveryUID() const { return m_discoveryUID; }
+    // Whether one of the hosted nodes is the discovery node (fixed once loaded).
+    bool HostsDiscovery() const { return m_bHostsDiscovery; }
     std::int32_t GetDeadTimeSecs() const;
     std::chrono::milliseconds GetSignOfLifePeriod() const;
     // The wait before registration attempt `attempt` + 1: 0.5 s doubling to 8 s.
@@ -132,6 +146,7 @@ private:
     void SendSignOfLife();
     void LeaveTopology();
     void StopHostedNodes();
+    void PublishOnlineStatus(bool online);
     bool SendRequest(const char* name, std::shared_ptr<ZMessage> request);
     bool SubscribeHandler(ZEndpointType type, const ZNodeUID& uid, const char* name,
                           bool (ZNodeManager::*handler)(const std::shared_ptr<ZMessage>&));
@@ -141,7 +156,10 @@ private:
     std::shared_ptr<ZNodeManagerConfig> m_pConfig;
     std::vector<ZHosted> m_hosted;
     ZNodeUID m_discoveryUID;
+    bool m_bHostsDiscovery = false;
     std::atomic<bool> m_bLeaveOnStop{true};
+    std::atomic<std::int64_t> m_startID{0};
+    std::atomic<bool> m_bOnlinePublished{false};
 
     // Pump-owned.
     bool m_bHostedPumps = false;
@@ -150,6 +168,8 @@ private:
     std::size_t m_pendingNodes = 0;
     ZSteadyTimePoint m_deadline{};
     ZSteadyTimePoint m_nextSignOfLife{};
+    bool m_bDiscoveryStartSeen = false;
+    std::int64_t m_discoveryStartID = 0;
 
     std::atomic<ZNodeManagerState> m_state{NMSTATE_STOPPED};
     std::atomic<std::uint32_t> m_sessionID{0};

@@ -62,7 +62,8 @@ public:
     // A module's plug-in name: its file name without a "lib" prefix and without the extension
     // ("/opt/z/libNodeDiscovery.so.2" gives "NodeDiscovery").
     static ZString PluginNameOf(const ZString& modulePath);
-    // UIDs travel in endpoint texts and broker topics, so they may not hold '/', '+' or '#'.
+    // UIDs travel in endpoint texts and broker topics, so they may not hold '/', '+', '#' or control
+    // characters (ZCommEndpoint::IsTopicSafeUID); empty passes, as "not given".
     static bool IsValidUID(const ZNodeUID& uid);
     // A complete endpoint text: a known kind and a UID ("status/Radar1/scan").
     static bool ParseEndpoint(const ZString& text, ZCommEndpoint& endpoint);

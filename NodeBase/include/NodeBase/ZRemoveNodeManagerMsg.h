@@ -5,7 +5,9 @@
 #include "ZMessages/ZMessage.h"
 #include "ZShared/ZNodeUID.h"
 
-// Asks the discovery node to forget a node manager and every node it hosts.
+// Asks the discovery node to forget a node manager and every node it hosts. A node manager's last
+// will is one of these with the reason "connection lost", published by the broker when the
+// manager's connection dies without a goodbye.
 class Z_EXPORT ZRemoveNodeManagerMsg : public ZMessage {
     Z_FACTORY_CLASS(ZRemoveNodeManagerMsg)
 
@@ -14,4 +16,5 @@ public:
     bool Deserialize(const std::shared_ptr<ZCommStream>& stream) override;
 
     ZNodeUID m_nodeManagerUID;
+    ZString m_reason;  // why, when the requester says ("connection lost"); empty for a plain request
 };

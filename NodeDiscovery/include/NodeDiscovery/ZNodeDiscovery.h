@@ -5,6 +5,7 @@
 #include <string>
 
 #include "NodeBase/ZNode.h"
+#include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZTopologyMsg.h"
 #include "ZShared/ZAllocator.h"
 #include "ZShared/ZNodeUID.h"
@@ -15,6 +16,10 @@ class ZCommManager;
 // The single authority on the topology: it registers node managers, their nodes and plug-ins,
 // records connections, answers lookups, grants the system lock and removes node managers that ask
 // to go or fall silent. Its UID is always "ZNodeDiscovery1".
+//
+// Every removal of a node manager (asked for, after silence, or of an old session replaced by a new
+// one) is kept in a short history, published retained on status/<UID>/removals after the removal,
+// so that an operator can still ask why a node manager went after the fact.
 //
 // Handlers and the idle hook run one at a time on the node's pump, so the graph, the ID counters,
 // the lock owner and the monitor fields take no lock. The node-manager registry lives in the
@@ -83,4 +88,9 @@ private:
     ZNodeUID RequesterOf(const std::shared_ptr<ZMessage>& request, bool acceptRegistration) const;
     void AnswerShuttingDown(const std::shared_ptr<ZMessage>& request);
     std::shared_ptr<ZMessage> Clone(const std::shared_ptr<ZMessage>& message) const;
+    // Adds the removal to the history, dropping the oldest beyond ZRemovalHistoryMsg::kMaxRecords.
+    void NoteRemoval(const ZNodeUID& nodeManagerUID, const ZString& reason);
+    void PublishRemovalHistory();
+
+    ZVector<ZRemovalRecord> m_removals;  // oldest first
 };
