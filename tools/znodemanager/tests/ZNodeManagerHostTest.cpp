@@ -196,7 +196,7 @@ TEST_F(ZNodeManagerHostTest, ConfigurationProblemsExitWith2AndOneLine) {
 
 TEST_F(ZNodeManagerHostTest, ModuleProblemsExitWith2AndNameTheModule) {
     const std::string nowhere = (m_folder / "libNowhere.so").string();
-    ZChildProcess absent(Command({Write(R"({"UID": "M", "Modules": ["libNowhere.so"]})")}));
+    ZChildProcess absent(Command({Write(R"({"UID": "M", "Modules": ["./libNowhere.so"]})")}));
     EXPECT_EQ(absent.Wait(), 2);
     EXPECT_EQ(absent.Err(),
               "znodemanager: " + nowhere + ": cannot open shared object file: No such file or directory\n");

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "ZTopologyRequest.h"
+
+class ZNodeComm;
+namespace CLI {
+class App;
+}
+
+// What ztopo tells the shell; scripts test these.
+enum ZTopoExit : int {
+    ZTOPO_EXIT_OK = 0,
+    ZTOPO_EXIT_REFUSED = 1,    // the discovery node answered no: not found, lock denied, ...
+    ZTOPO_EXIT_USAGE = 2,      // bad command line or argument
+    ZTOPO_EXIT_NO_ANSWER = 3,  // no answer within the time-out, or no transport
+};
+
+// The ztopo program without its process: parses a command line, reaches the discovery node through
+// the transport the connector makes, runs one subcommand and returns its exit code. The connector,
+// the waiting and the end of `watch` are seams, so that tests run it against a discovery node on
+// an in-process bus.
+class ZTopoCommand {
+public:
+    // The transport for a broker URL, connected; null with `error` (one line) when there is none.
+    using Connector =
+        std::function<std::shared_ptr<ZNodeComm>(const std::string& url, const std::string& clientUID,
+                                                 std::chrono::milliseconds timeout, std::string& error)>;
+    // Whether `watch` should end; by default it ends on SIGINT or SIGTERM.
+    using StopCheck = std::function<bool()>;
+
+    ZTopoCommand(std::ostream& out, std::ostream& err);
+    ~ZTopoCommand();
+
+    void SetConnector(Connector connector) { m_connector = std::move(connector); }
+    void SetStep(ZTopologyRequest::Step step) { m_step = std::move(step); }
+    void SetStopCheck(StopCheck check) { m_stopCheck = std::move(check); }
+
+    // `args` as main receives them, the program name first.
+    int Run(const std::vector<std::string>& args);
+
+    // "ztopo-<host name>-<pid>", with what cannot be a topic level replaced by "_".
+    static std::string ClientUID();
+
+private:
+    struct ZOptions;
+
+    void AddOptions(CLI::App& app);
+    int Dispatch(const std::string& subcommand);
+    int NoAnswer(const char* what) const;
+    int Refused(const std::string& why) const;
+    std::shared_ptr<ZTopologyMsg> FetchTopology(int& exitCode);
+
+    int OnShow();
+    int OnJSON();
+    int OnDot();
+    int OnWatch();
+    int OnFindUID();
+    int OnFindNode();
+    int OnMaster();
+    int OnLocking(bool lock);
+    int OnRemove();
+    int OnHistory();
+
+    std::ostream& m_out;
+    std::ostream& m_err;
+    Connector m_connector;
+    ZTopologyRequest::Step m_step;
+    StopCheck m_stopCheck;
+    std::unique_ptr<ZOptions> m_pOptions;
+    std::unique_ptr<ZTopologyRequest> m_pRequest;
+};

@@ -1,0 +1,296 @@
+// ztopo as a user runs it: command lines in; output, error lines and exit codes out. The discovery
+// node comes from its module and runs on a private bus, its pump driven from ztopo's waiting; node
+// managers are played by the requests they send.
+#include "ZTopoCommand.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sstream>
+
+#include "NodeBase/ZDiscoveryConnectMsg.h"
+#include "NodeBase/ZDiscoveryLockUnlockMsg.h"
+#include "NodeBase/ZDiscoveryManagerMsg.h"
+#include "NodeBase/ZDiscoveryRequestMsg.h"
+#include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
+#include "NodeBase/ZNode.h"
+#include "NodeBase/ZRemoveNodeManagerMsg.h"
+#include "NodeBase/ZTopologyMsg.h"
+#include "NodeComm/ZLocalBus.h"
+#include "NodeComm/ZNodeCommLocal.h"
+#include "ZModuleLoader.h"
+#include "ZShared/ZFactory.h"
+#include "ZTestKit/ZCapturingLogSink.h"
+#include "ZTestKit/ZManualClock.h"
+#include "ZTestKit/ZPumpDriver.h"
+#include "ZTestKit/ZTestStreams.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// Radar-NM (group Bridge) hosts Radar1 and a radar numbered by the discovery node in group Mast;
+// Antenna-NM (group Mast) hosts Antenna1, which feeds Radar1. Radar-NM is the master.
+class ZTopoCommandTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        static ZModuleLoader loader;
+        static const bool loaded = loader.Load(Z_NODE_DISCOVERY_MODULE);
+        ASSERT_TRUE(loaded) << loader.GetError();
+    }
+
+    void SetUp() override {
+        m_pDiscovery = std::dynamic_pointer_cast<ZNode>(ZShared::ZFactory::CreateShared("ZNodeDiscovery"));
+        ASSERT_TRUE(m_pDiscovery);
+        m_pDiscovery->SetMasterNodeManagerUID(ZNodeUID("Radar-NM"));
+        ASSERT_TRUE(m_pDiscovery->Initialize(std::make_shared<ZNodeCommLocal>(m_pBus), nullptr,
+                                             m_pDiscovery->GetUID()));
+        RegisterManager("Radar-NM", "Bridge");
+        RegisterManager("Antenna-NM", "Mast");
+        AddNode("Radar-NM", "Radar1", "ZRadar", "Bridge", "Radar1");
+        AddNode("Radar-NM", "Radar2", "ZRadar", "Mast");
+        AddNode("Antenna-NM", "Antenna1", "ZAntenna", "Mast", "Antenna1");
+        auto connect = ZMakeShared<ZDiscoveryConnectMsg>();
+        connect->m_edge = ZTopologyEdge(ZCommEndpoint(ZNodeUID("Antenna1"), EP_STATUS, "out"),
+                                        ZCommEndpoint(ZNodeUID("Radar1"), EP_CONTROL, "in"));
+        Send("Antenna-NM", "topoconnect", connect);
+        m_log->Clear();
+
+        m_sut.SetConnector([this](const std::string& url, const std::string&, std::chrono::milliseconds,
+                                  std::string& error) -> std::shared_ptr<ZNodeComm> {
+            m_urls.push_back(url);
+            error = "no transport for this URL";
+            return m_bTransport ? m_pClient : nullptr;
+        });
+        m_sut.SetStep([this] {
+            m_pump.Run(*m_pDiscovery);
+            m_clock.Advance(10ms);
+            if (m_onStep) {
+                m_onStep();
+            }
+        });
+    }
+    void TearDown() override { m_pDiscovery->StopAction(true); }
+
+    int Run(std::vector<std::string> args) {
+        args.insert(args.begin(), "ztopo");
+        m_out.str("");
+        m_err.str("");
+        return m_sut.Run(args);
+    }
+
+    void Send(const char* from, const char* request, std::shared_ptr<ZMessage> message) {
+        message->SetSource(ZCommEndpoint(ZNodeUID(from), EP_CONTROL, request));
+        m_pPlayers->Publish(ZCommEndpoint(ZNodeUID("ZNodeDiscovery1"), EP_CONTROL, request), message);
+        m_pDiscovery->PumpUntilIdle();
+    }
+    // Registration as a node manager makes it: the manager (which takes the lock), its nodes, the
+    // change notice, the unlock.
+    void RegisterManager(const char* uid, const char* group) {
+        auto registration = ZMakeShared<ZDiscoveryManagerMsg>();
+        registration->m_nodeManagerUID = ZNodeUID(uid);
+        registration->m_sessionID = 7;
+        registration->m_group = group;
+        Send(uid, "addnodemanager", registration);
+        auto unlock = ZMakeShared<ZDiscoveryLockUnlockMsg>();
+        Send(uid, "locking", unlock);
+    }
+    void AddNode(const char* manager, const char* name, const char* className, const char* group,
+                 const char* uid = "") {
+        auto node = ZMakeShared<ZDiscoveryRequestMsg>();
+        node->m_name = name;
+        node->m_className = className;
+        node->m_group = group;
+        node->m_nodeManagerUID = ZNodeUID(manager);
+        node->m_uid = ZNodeUID(uid);
+        Send(manager, "addnode", node);
+    }
+
+    ZManualClock m_clock;
+    ZScopedLogCapture m_log;
+    ZPumpDriver m_pump;
+    std::shared_ptr<ZLocalBus> m_pBus = std::make_shared<ZLocalBus>();
+    std::shared_ptr<ZNodeCommLocal> m_pClient = std::make_shared<ZNodeCommLocal>(m_pBus);
+    std::shared_ptr<ZNodeCommLocal> m_pPlayers = std::make_shared<ZNodeCommLocal>(m_pBus);
+    std::shared_ptr<ZNode> m_pDiscovery;
+    std::function<void()> m_onStep;
+    bool m_bTransport = true;
+    std::vector<std::string> m_urls;
+    std::ostringstream m_out;
+    std::ostringstream m_err;
+    ZTopoCommand m_sut{m_out, m_err};
+};
+
+TEST_F(ZTopoCommandTest, ShowJsonAndDotDescribeTheWholeGraph) {
+    ASSERT_EQ(Run({"show"}), ZTOPO_EXIT_OK) << m_err.str();
+    const std::string tree = m_out.str();
+    EXPECT_TRUE(Contains(tree, "Topology: 2 node managers, 3 nodes, 1 connection")) << tree;
+    EXPECT_TRUE(Contains(tree, "  Radar-NM  (node manager, group Bridge)\n    Radar1 ")) << tree;
+    EXPECT_TRUE(Contains(tree, "UID Radar1\n      in  status/Antenna1/out --> control/Radar1/in\n")) << tree;
+    EXPECT_TRUE(Contains(tree, "UID Antenna1\n      out status/Antenna1/out --> control/Radar1/in\n"))
+        << tree;
+    EXPECT_TRUE(Contains(tree,
+                         "Groups\n  Bridge  node managers: Radar-NM  nodes: Radar1\n"
+                         "  Mast    node managers: Antenna-NM  nodes: ZRadar1, Antenna1\n"))
+        << tree;
+
+    ASSERT_EQ(Run({"json"}), ZTOPO_EXIT_OK);
+    ZTopologyMsg graph;
+    ASSERT_TRUE(graph.Deserialize(ZTestJsonStream(m_out.str())));
+    EXPECT_EQ(graph.m_nodes.size(), 5u);
+    ASSERT_EQ(graph.m_edges.size(), 1u);
+    EXPECT_EQ(graph.m_edges[0].AsString(), "status/Antenna1/out --> control/Radar1/in");
+
+    ASSERT_EQ(Run({"dot"}), ZTOPO_EXIT_OK);
+    EXPECT_EQ(m_out.str().rfind("digraph topology {", 0), 0u);
+    EXPECT_TRUE(Contains(m_out.str(), "subgraph \"cluster_Antenna-NM\""));
+    EXPECT_TRUE(Contains(m_out.str(), "\"Antenna1\" -> \"Radar1\" [label=\"out -> in\"];"));
+    EXPECT_EQ(m_urls, (std::vector<std::string>(3, "mqtt://127.0.0.1:1883")));
+}
+
+TEST_F(ZTopoCommandTest, LookupsAnswerExactlyOrSayWhatTheyFound) {
+    EXPECT_EQ(Run({"find-uid", "ZRadar"}), ZTOPO_EXIT_OK);
+    EXPECT_EQ(m_out.str(), "Radar1\n");
+    EXPECT_EQ(Run({"find-uid", "ZRadar", "--group", "Mast"}), ZTOPO_EXIT_OK);
+    EXPECT_EQ(m_out.str(), "ZRadar1\n");
+    // The discovery node offers a node of another group rather than none.
+    EXPECT_EQ(Run({"find-uid", "ZAntenna", "--group", "Bridge"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_EQ(m_out.str(), "");
+    EXPECT_EQ(m_err.str(),
+              "ztopo: no node of class ZAntenna in group Bridge; the nearest is Antenna1 in group Mast\n");
+    EXPECT_EQ(Run({"find-uid", "ZCamera"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_EQ(m_err.str(), "ztopo: no node of class ZCamera\n");
+
+    EXPECT_EQ(Run({"find-node", "Antenna-NM"}), ZTOPO_EXIT_OK);
+    EXPECT_EQ(m_out.str(), "Antenna-NM: a registered node manager\n");
+    EXPECT_EQ(Run({"find-node", "Radar1"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_TRUE(Contains(m_err.str(), "Radar1 is not a node manager: it is a node of Radar-NM"))
+        << m_err.str();
+    EXPECT_EQ(Run({"find-node", "Ghost"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_EQ(m_err.str(), "ztopo: Ghost: not found\n");
+
+    EXPECT_EQ(Run({"master"}), ZTOPO_EXIT_OK);
+    EXPECT_EQ(m_out.str(), "Radar-NM\n");
+    m_pDiscovery->SetMasterNodeManagerUID(ZNodeUID());
+    EXPECT_EQ(Run({"master"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_EQ(m_err.str(), "ztopo: the discovery node names no master node manager\n");
+}
+
+TEST_F(ZTopoCommandTest, LockIsHeldForTheNodeManagerOfTheNodeAskedAs) {
+    EXPECT_EQ(Run({"lock", "--as", "Radar1"}), ZTOPO_EXIT_OK);
+    EXPECT_EQ(m_out.str(), "locked for node manager Radar-NM\n");
+    EXPECT_EQ(Run({"lock", "--as", "Antenna1"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_EQ(m_err.str(), "ztopo: lock denied: another node manager holds the lock\n");
+    EXPECT_EQ(Run({"unlock", "--as", "Antenna-NM"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_EQ(m_err.str(), "ztopo: unlock denied: Antenna-NM does not hold the lock\n");
+    // A sender outside the graph would be granted the lock for nobody: refused before asking.
+    EXPECT_EQ(Run({"unlock", "--as", "Stranger"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_TRUE(Contains(m_err.str(), "Stranger is not in the topology")) << m_err.str();
+    EXPECT_EQ(m_log->Count("Unlocked by <>"), 0u);
+
+    EXPECT_EQ(Run({"unlock", "--as", "ZRadar1"}), ZTOPO_EXIT_OK);
+    EXPECT_EQ(m_out.str(), "unlocked by node manager Radar-NM\n");
+    EXPECT_EQ(m_log->Count("Unlocked by <Radar-NM>"), 1u);
+}
+
+TEST_F(ZTopoCommandTest, RemoveTakesANodeManagerOutAndHistoryTellsWhy) {
+    EXPECT_EQ(Run({"history"}), ZTOPO_EXIT_OK);
+    EXPECT_EQ(m_out.str(), "no removals recorded\n");
+
+    EXPECT_EQ(Run({"remove", "Antenna-NM"}), ZTOPO_EXIT_OK) << m_err.str();
+    EXPECT_EQ(m_out.str(), "removed node manager Antenna-NM and the 1 node it hosted\n");
+    EXPECT_EQ(Run({"remove", "Antenna-NM"}), ZTOPO_EXIT_REFUSED);
+    EXPECT_EQ(m_err.str(), "ztopo: Antenna-NM is not a node manager of the topology\n");
+    EXPECT_EQ(Run({"remove", "Radar1"}), ZTOPO_EXIT_REFUSED);
+    ASSERT_EQ(Run({"show"}), ZTOPO_EXIT_OK);
+    EXPECT_FALSE(Contains(m_out.str(), "Antenna")) << m_out.str();
+
+    EXPECT_EQ(Run({"history"}), ZTOPO_EXIT_OK);
+    EXPECT_TRUE(Contains(m_out.str(), "  Antenna-NM  request\n")) << m_out.str();
+}
+
+TEST_F(ZTopoCommandTest, WatchPrintsOneBlockPerChangeUntilStopped) {
+    int stage = 0;
+    m_onStep = [&] {
+        const std::string out = m_out.str();
+        if (stage == 0 && Contains(out, "watching ZNodeDiscovery1: 2 node managers, 3 nodes, 1 connection")) {
+            RegisterManager("Display-NM", "Bridge");
+            AddNode("Display-NM", "Display1", "ZDisplay", "Bridge", "Display1");
+            Send("Display-NM", "notifytopochanged", ZMakeShared<ZDiscoveryTopoChangeNotificationMsg>());
+            stage = 1;
+        } else if (stage == 1 && Contains(out, "+ node Display1")) {
+            auto removal = ZMakeShared<ZRemoveNodeManagerMsg>();
+            removal->m_nodeManagerUID = ZNodeUID("Antenna-NM");
+            Send("Radar-NM", "removenodemanager", removal);
+            stage = 2;
+        } else if (stage == 2 && Contains(out, "- connection")) {
+            stage = 3;
+        }
+    };
+    m_sut.SetStopCheck([&stage] { return stage == 3; });
+
+    EXPECT_EQ(Run({"watch"}), ZTOPO_EXIT_OK);
+
+    const std::string out = m_out.str();
+    EXPECT_TRUE(Contains(out,
+                         " topochanged\n"
+                         "  + node manager Display-NM (group Bridge)\n"
+                         "  + node Display1 (Display1, class ZDisplay, group Bridge) on Display-NM\n"))
+        << out;
+    EXPECT_TRUE(Contains(out,
+                         " nodesdisconnected (Antenna-NM, Antenna1)\n"
+                         "  - node manager Antenna-NM (group Mast)\n"
+                         "  - node Antenna1 (Antenna1, class ZAntenna, group Mast) on Antenna-NM\n"
+                         "  - connection status/Antenna1/out --> control/Radar1/in\n"))
+        << out;
+}
+
+TEST_F(ZTopoCommandTest, NoAnswerOrNoTransportEndsWithExitThree) {
+    m_pDiscovery->StopAction(true);
+    EXPECT_EQ(Run({"--timeout", "0.5", "master"}), ZTOPO_EXIT_NO_ANSWER);
+    EXPECT_EQ(
+        m_err.str(),
+        "ztopo: no answer to getmasternodemanageruid from the discovery node <ZNodeDiscovery1> within 0.5 s "
+        "(broker <mqtt://127.0.0.1:1883>)\n");
+
+    m_bTransport = false;
+    setenv("ZTOPO_BROKER", "mqtt://bridge:1883", 1);
+    EXPECT_EQ(Run({"show"}), ZTOPO_EXIT_NO_ANSWER);
+    EXPECT_EQ(Run({"--broker", "mqtt://mast:1883", "show"}), ZTOPO_EXIT_NO_ANSWER);
+    unsetenv("ZTOPO_BROKER");
+    EXPECT_EQ(m_err.str(), "ztopo: cannot reach the broker <mqtt://mast:1883>: no transport for this URL\n");
+    EXPECT_EQ(m_urls,
+              (std::vector<std::string>{"mqtt://127.0.0.1:1883", "mqtt://bridge:1883", "mqtt://mast:1883"}));
+
+    ZTopoCommand real(m_out, m_err);
+    EXPECT_EQ(real.Run({"ztopo", "--broker", "carrier-pigeon://loft", "show"}), ZTOPO_EXIT_NO_ANSWER);
+}
+
+TEST_F(ZTopoCommandTest, BadArgumentsAreUsageErrorsBeforeAnyTraffic) {
+    for (const auto& args : std::vector<std::vector<std::string>>{
+             {},
+             {"frobnicate"},
+             {"--discovery", "a/b", "show"},
+             {"find-node", "Radar#1"},
+             {"remove"},
+             {"lock"},
+             {"--timeout", "0", "show"},
+             {"find-uid", "ZRadar", "--colour", "red"},
+         }) {
+        EXPECT_EQ(Run(args), ZTOPO_EXIT_USAGE) << (args.empty() ? "" : args.front());
+        EXPECT_FALSE(m_err.str().empty());
+    }
+    EXPECT_EQ(Run({"--discovery", "a/b", "show"}), ZTOPO_EXIT_USAGE);
+    EXPECT_TRUE(Contains(m_err.str(), "UID <a/b> contains \"/\"")) << m_err.str();
+    EXPECT_TRUE(m_urls.empty());
+
+    EXPECT_EQ(Run({"--help"}), ZTOPO_EXIT_OK);
+    EXPECT_TRUE(Contains(m_out.str(), "Exit codes:\n  0  done\n")) << m_out.str();
+    EXPECT_TRUE(Contains(m_out.str(), "ZTOPO_BROKER")) << m_out.str();
+}
+
+}  // namespace
