@@ -225,18 +225,19 @@ bool ZNodeCommMQTT::Connect() {
             mosquitto_will_set(m_pClient, m_will.m_topic.c_str(), static_cast<int>(m_will.m_payload.size()),
                                m_will.m_payload.data(), kQoS, m_will.m_bRetain);
         }
-        // A refused first attempt is not final: the network thread keeps trying with its back-off.
-        const int rc = mosquitto_connect_async(m_pClient, m_host.c_str(), m_port, m_keepAliveSecs);
-        if (rc != MOSQ_ERR_SUCCESS) {
-            ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background",
-                 m_url.c_str(), rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
-        }
         const int started = mosquitto_loop_start(m_pClient);
         if (started != MOSQ_ERR_SUCCESS) {
             ZLOG(LOGLEVEL_ERROR, "Cannot start the MQTT network thread: %s", mosquitto_strerror(started));
             mosquitto_destroy(m_pClient);
             m_pClient = nullptr;
             return false;
+        }
+        // A refused first attempt is not final: the network thread keeps trying with its back-off.
+        // It must run before the first attempt: started after a refused one, it never retries.
+        const int rc = mosquitto_connect_async(m_pClient, m_host.c_str(), m_port, m_keepAliveSecs);
+        if (rc != MOSQ_ERR_SUCCESS) {
+            ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background",
+                 m_url.c_str(), rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
         }
         m_bStarted = true;
     }
@@ -467,6 +468,10 @@ bool ZNodeCommMQTT::Publish(const ZCommEndpoint& endpoint, const std::shared_ptr
     }
     pending.m_topic = ToStd(endpoint.AsString());
     pending.m_bRetain = message->GetFlags().m_bRetained;
+    if (pending.m_bRetain) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_retained[pending.m_topic] = pending;
+    }
     Enqueue(std::move(pending));
     Drain();
     return true;
@@ -558,6 +563,14 @@ void ZNodeCommMQTT::HandleConnect(int rc) {
         }
         m_inFlight = 0;
         ++m_stats.m_connects;
+        // A broker that restarted without persistence has forgotten the retained messages: what
+        // this client keeps retained (a presence, a history) goes out again before what waited.
+        if (m_stats.m_connects > 1 && !m_retained.empty()) {
+            for (auto it = m_retained.rbegin(); it != m_retained.rend(); ++it) {
+                m_buffer.push_front(it->second);
+            }
+            ZLOG(LOGLEVEL_PROGRESS, "Publishing %zu retained message(s) again", m_retained.size());
+        }
         if (m_droppedSinceConnect > 0) {
             ZLOG(LOGLEVEL_WARNING, "%llu message(s) dropped while the broker was away",
                  static_cast<unsigned long long>(m_droppedSinceConnect));

@@ -67,6 +67,8 @@ struct ZStopSignals {
     struct sigaction m_oldTerminate {};
 };
 
+constexpr std::int32_t kMaxAnswerBytes = 64 * 1024 * 1024;
+
 std::shared_ptr<ZNodeComm> MakeTransport(const std::string& url, const std::string& clientUID,
                                          std::chrono::milliseconds timeout, std::string& error) {
     auto params = ZMakeShared<ZCommsParams>();
@@ -75,6 +77,9 @@ std::shared_ptr<ZNodeComm> MakeTransport(const std::string& url, const std::stri
     params->ConnectTryTimeoutSecs = static_cast<float>(timeout.count()) / 1000.0f;
     params->ConnectRetries = 1;
     params->bZCoreBlockUntilConnect = true;
+    // ztopo only reads what the discovery node sends, and a whole graph is large: the sender's
+    // limit is the one that matters.
+    params->nMaxMessageBytes = kMaxAnswerBytes;
     auto comm = ZTransportFactory::Make(*params, clientUID, error);
     if (comm && !comm->IsConnected() && !comm->Connect()) {
         error = "no connection within " + std::to_string(timeout.count()) + " ms";

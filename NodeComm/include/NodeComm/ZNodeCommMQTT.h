@@ -24,8 +24,9 @@ struct mosquitto_message;
 //
 // While the connection is down (or the in-flight window is full) messages wait in a bounded buffer,
 // oldest dropped first; after a reconnect the transport subscribes again and sends what waited, in
-// order. Received payloads that are not a message of a known class are dropped with one log line
-// naming the topic and the reason, and records read from them may not touch files.
+// order, after publishing again the retained messages it published (a broker restarted without
+// persistence forgets them). Received payloads that are not a message of a known class are dropped with one
+// log line naming the topic and the reason, and records read from them may not touch files.
 class Z_EXPORT ZNodeCommMQTT : public ZNodeComm {
     Z_FACTORY_CLASS(ZNodeCommMQTT)
 
@@ -135,4 +136,5 @@ private:
     SubscriptionId m_nextId = 1;
     std::map<std::string, ZTopicSubscribers> m_topics;
     std::map<SubscriptionId, std::string> m_topicOf;
+    std::map<std::string, ZPending> m_retained;  // the last retained message per topic
 };

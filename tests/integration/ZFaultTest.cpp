@@ -1,0 +1,155 @@
+// Faults on real processes: node managers killed and frozen, the broker and the discovery host
+// restarted. What the tests look at is what an operator sees: the discovery node's graph, its
+// publications and its removal history.
+#include <algorithm>
+#include <chrono>
+
+#include "NodeBase/ZTopologyMsg.h"
+#include "ZIntegrationFixture.h"
+
+namespace {
+
+using std::chrono::steady_clock;
+
+bool ContainsAll(const std::vector<std::string>& list, const std::vector<std::string>& items) {
+    return std::all_of(items.begin(), items.end(), [&list](const std::string& item) {
+        return std::find(list.begin(), list.end(), item) != list.end();
+    });
+}
+
+}  // namespace
+
+using ZFaultTest = ZIntegrationFixture;
+
+TEST_F(ZFaultTest, KilledNodeManagerLeavesThroughItsLastWill) {
+    StartSystem();
+    ZNodeManagerProcess& sut = *m_pRadar;
+
+    sut.Kill();
+
+    ASSERT_TRUE(WaitUntilGone(sut, kSettle));
+    // The broker's will, not the dead time: the removal gives the reason the will carries.
+    EXPECT_TRUE(ZWaitUntil([this] { return !m_pObserver->RemovalReason("Radar-NM").empty(); }, kSettle));
+    EXPECT_EQ(m_pObserver->RemovalReason("Radar-NM"), "connection lost");
+    EXPECT_TRUE(ContainsAll(m_pObserver->DisconnectedUIDs(), {"Radar-NM", "Radar1", "Scope1"}));
+    EXPECT_EQ(m_pBridge->CountInLog("now considered dead"), 0u);
+    // What an operator asks afterwards.
+    std::string history;
+    EXPECT_EQ(RunTool({Z_ZTOPO, "--broker", m_broker.URL(), "history"}, history), 0) << history;
+    EXPECT_NE(history.find("Radar-NM  connection lost"), std::string::npos) << history;
+}
+
+TEST_F(ZFaultTest, FrozenNodeManagerIsRemovedAfterTheDeadTime) {
+    StartSystem();
+    ZNodeManagerProcess& sut = *m_pDisplay;
+
+    const auto frozen = steady_clock::now();
+    ASSERT_TRUE(sut.Freeze());
+
+    // Its connection stays up, so no will: only its silence gives it away.
+    ASSERT_TRUE(WaitUntilGone(sut, kSettle));
+    EXPECT_GE(steady_clock::now() - frozen, std::chrono::seconds(kDeadTimeSecs));
+    EXPECT_TRUE(ZWaitUntil([this] { return !m_pObserver->RemovalReason("Display-NM").empty(); }, kSettle));
+    EXPECT_EQ(m_pObserver->RemovalReason("Display-NM"), "silence");
+    EXPECT_TRUE(ContainsAll(m_pObserver->DisconnectedUIDs(), {"Display-NM", "Display1", "Panel1"}));
+
+    // Thawed, it may register again before it dies; once dead, its will takes it out either way.
+    ASSERT_TRUE(sut.Thaw());
+    sut.Kill();
+    EXPECT_TRUE(WaitUntilGone(sut, kSettle));
+}
+
+TEST_F(ZFaultTest, BrokerRestartLeavesTheSameTopology) {
+    StartSystem();
+    const auto before = CurrentSignature();
+    ASSERT_FALSE(before.empty());
+
+    const auto connections = [this](const ZNodeManagerProcess& process) {
+        return process.CountInLog("Connected to <" + m_broker.URL() + "> as <" + process.UID() + ">");
+    };
+    std::vector<std::size_t> connectionsBefore;
+    for (const auto& process : m_processes) {
+        connectionsBefore.push_back(connections(*process));
+    }
+
+    m_broker.Kill();
+    std::string error;
+    ASSERT_TRUE(m_broker.Start(&error)) << error;
+
+    // Every client comes back on its own, and each node manager logs the new connection.
+    const auto reconnected = [&] {
+        for (std::size_t i = 0; i < m_processes.size(); ++i) {
+            if (connections(*m_processes[i]) <= connectionsBefore[i]) {
+                return false;
+            }
+        }
+        return m_pObserver->ConnectCount() >= 2;
+    };
+    ASSERT_TRUE(ZWaitUntil(reconnected, kSettle));
+    // The outage may have been longer than the dead time: the discovery node judges it within a
+    // dead time and a monitor run, and whoever it removed registers again. Only a graph seen after
+    // that counts.
+    const auto judged = steady_clock::now() + std::chrono::seconds(kDeadTimeSecs + 2);
+    const bool same = m_pObserver->WaitForTopology(
+        [&](const ZTopologyMsg& topology) {
+            return steady_clock::now() > judged && ZTopologyObserver::Signature(topology) == before;
+        },
+        kSettle);
+    ASSERT_TRUE(same);
+}
+
+TEST_F(ZFaultTest, HostsStartedBeforeTheBrokerConnectOnceItIsUp) {
+    m_broker.Kill();
+    LaunchSystem();
+    const auto refused = [this] {
+        return std::all_of(m_processes.begin(), m_processes.end(),
+                           [](const auto& process) { return process->CountInLog("Connection refused") > 0; });
+    };
+    ASSERT_TRUE(ZWaitUntil(refused, kSettle));
+
+    std::string error;
+    ASSERT_TRUE(m_broker.Start(&error)) << error;
+
+    WaitForSystem();
+}
+
+// A broker without persistence forgets retained messages when it restarts: the discovery host's
+// online status must be there again for those who subscribe after the outage.
+TEST_F(ZFaultTest, OnlineStatusIsRetainedAgainAfterABrokerRestart) {
+    StartSystem();
+    const std::string connected = "Connected to <" + m_broker.URL() + "> as <Bridge-NM>";
+    const std::size_t connectionsBefore = m_pBridge->CountInLog(connected);
+
+    m_broker.Kill();
+    std::string error;
+    ASSERT_TRUE(m_broker.Start(&error)) << error;
+    ASSERT_TRUE(ZWaitUntil([&] { return m_pBridge->CountInLog(connected) > connectionsBefore; }, kSettle));
+
+    std::string status;
+    EXPECT_EQ(RunTool({"/usr/bin/mosquitto_sub", "-p", std::to_string(m_broker.Port()), "-C", "1", "-W", "5",
+                       "-t", "status/ZNodeDiscovery1/online"},
+                      status),
+              0)
+        << status;
+    EXPECT_NE(status.find("\"bOnline\":true"), std::string::npos) << status;
+}
+
+TEST_F(ZFaultTest, RestartedDiscoveryHostGetsTheWholeTopologyBack) {
+    StartSystem();
+    const auto before = CurrentSignature();
+    ASSERT_FALSE(before.empty());
+    ZNodeManagerProcess& sut = *m_pBridge;
+
+    sut.Kill();
+    ASSERT_EQ(m_pObserver->FindNodeManager("Radar-NM", std::chrono::milliseconds(300)), -1);
+    std::string error;
+    ASSERT_TRUE(sut.Start(m_broker.URL(), &error)) << error;
+
+    // The new discovery node knows nothing; the others register again, on seeing it online with a
+    // new start or on their next sign of life, whichever comes first.
+    EXPECT_TRUE(WaitForSignature(before, kSettle));
+    for (const ZNodeManagerProcess* manager : {m_pRadar, m_pDisplay}) {
+        EXPECT_GE(manager->CountInLog("restarted") + manager->CountInLog("no longer knows"), 1u)
+            << manager->UID();
+    }
+}
