@@ -7,6 +7,10 @@
 # documentation, example configurations and the systemd units. Development component: headers,
 # the unversioned library links, the CMake package (find_package(ZFramework)) and pkg-config files.
 include(GNUInstallDirs)
+# Debian names the documentation folder after the package, not after the project.
+if(CMAKE_INSTALL_DOCDIR STREQUAL "${CMAKE_INSTALL_DATAROOTDIR}/doc/${PROJECT_NAME}")
+    set(CMAKE_INSTALL_DOCDIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/zframework)
+endif()
 include(CMakePackageConfigHelpers)
 
 set(Z_FRAMEWORK_LIBRARIES ZShared ZMessages ZCoreConfigs NodeComm NodeBase NodeDiscovery)
