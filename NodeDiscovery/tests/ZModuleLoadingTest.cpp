@@ -65,7 +65,14 @@ const std::vector<std::pair<std::string, std::string>> kTable{
 
 class ZModuleLoadingTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+    // Each case loads modules in a fresh process. Under an emulator the binary cannot be run
+    // again directly, so GTEST_DEATH_TEST_STYLE=fast (a plain fork) is honoured: this process
+    // itself never loads a module, so its forks start as clean.
+    static void SetUpTestSuite() {
+        if (std::getenv("GTEST_DEATH_TEST_STYLE") == nullptr) {
+            GTEST_FLAG_SET(death_test_style, "threadsafe");
+        }
+    }
 };
 
 TEST_F(ZModuleLoadingTest, RegistersItsTwentyThreeClassesInOrderAndExportsItsVersion) {

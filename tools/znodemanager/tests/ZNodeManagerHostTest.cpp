@@ -162,6 +162,10 @@ protected:
     }
     static std::vector<std::string> Command(std::vector<std::string> args) {
         args.insert(args.begin(), Z_ZNODEMANAGER);
+        // A cross-built host runs under the same emulator as this test.
+        if (std::string(Z_EMULATOR).size() > 0) {
+            args.insert(args.begin(), Z_EMULATOR);
+        }
         return args;
     }
     // Runs the host on the configuration text and expects it to refuse it with exactly this line.
