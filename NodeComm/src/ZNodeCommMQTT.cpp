@@ -188,72 +188,91 @@ bool ZNodeCommMQTT::SetLastWill(const ZCommEndpoint& endpoint, const std::shared
 
 bool ZNodeCommMQTT::Connect() {
     InitLibrary();
-    std::unique_lock<std::mutex> lock(m_mutex);
+    // Connect and Shutdown run one at a time; libmosquitto's own locks are never taken while
+    // m_mutex is held here, since its callbacks take m_mutex under them.
+    std::lock_guard<std::mutex> connecting(m_connectMutex);
     if (m_host.empty()) {
         ZLOG(LOGLEVEL_ERROR, "Not configured: no broker to connect to");
         return false;
     }
-    if (!m_bStarted) {
-        m_pClient = mosquitto_new(m_clientID.c_str(), true, this);
-        if (m_pClient == nullptr) {
-            ZLOG(LOGLEVEL_ERROR, "Cannot make an MQTT client for <%s>", m_clientID.c_str());
-            return false;
-        }
-        mosquitto_connect_callback_set(m_pClient, &ZNodeCommMQTT::OnConnectCallback);
-        mosquitto_disconnect_callback_set(m_pClient, &ZNodeCommMQTT::OnDisconnectCallback);
-        mosquitto_publish_callback_set(m_pClient, &ZNodeCommMQTT::OnPublishCallback);
-        mosquitto_message_callback_set(m_pClient, &ZNodeCommMQTT::OnMessageCallback);
-        mosquitto_int_option(m_pClient, MOSQ_OPT_TCP_NODELAY, 1);
-        mosquitto_reconnect_delay_set(m_pClient, 1, 8, true);
-        if (!m_user.empty()) {
-            mosquitto_username_pw_set(m_pClient, m_user.c_str(),
-                                      m_password.empty() ? nullptr : m_password.c_str());
-        }
-        if (m_bTLS) {
-            const int rc =
-                m_caFile.empty()
-                    ? mosquitto_tls_set(m_pClient, nullptr, kSystemCAPath, nullptr, nullptr, nullptr)
-                    : mosquitto_tls_set(m_pClient, m_caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
-            if (rc != MOSQ_ERR_SUCCESS) {
-                ZLOG(LOGLEVEL_ERROR, "TLS for <%s>: %s", m_url.c_str(), mosquitto_strerror(rc));
-                mosquitto_destroy(m_pClient);
-                m_pClient = nullptr;
-                return false;
-            }
-        }
-        if (m_bHasWill) {
-            mosquitto_will_set(m_pClient, m_will.m_topic.c_str(), static_cast<int>(m_will.m_payload.size()),
-                               m_will.m_payload.data(), kQoS, m_will.m_bRetain);
-        }
-        const int started = mosquitto_loop_start(m_pClient);
-        if (started != MOSQ_ERR_SUCCESS) {
-            ZLOG(LOGLEVEL_ERROR, "Cannot start the MQTT network thread: %s", mosquitto_strerror(started));
-            mosquitto_destroy(m_pClient);
-            m_pClient = nullptr;
-            return false;
-        }
-        // A refused first attempt is not final: the network thread keeps trying with its back-off.
-        // It must run before the first attempt: started after a refused one, it never retries.
-        const int rc = mosquitto_connect_async(m_pClient, m_host.c_str(), m_port, m_keepAliveSecs);
-        if (rc != MOSQ_ERR_SUCCESS) {
-            ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background",
-                 m_url.c_str(), rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
-        }
-        m_bStarted = true;
+    if (!m_bStarted && !StartClient()) {
+        return false;
     }
     if (!m_bBlockUntilConnect) {
         return true;
     }
     const auto wait =
         std::chrono::duration<double>(m_connectTryTimeoutSecs * static_cast<float>(m_connectRetries));
-    if (m_connectedChanged.wait_for(lock, wait, [this] { return m_bConnected.load(); })) {
-        return true;
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        if (m_connectedChanged.wait_for(lock, wait, [this] { return m_bConnected.load(); })) {
+            return true;
+        }
     }
     ZLOG(LOGLEVEL_ERROR, "Broker <%s> not reached within %d tries of %.1f s", m_url.c_str(), m_connectRetries,
          static_cast<double>(m_connectTryTimeoutSecs));
-    lock.unlock();
-    Shutdown();
+    StopClient();
     return false;
+}
+
+bool ZNodeCommMQTT::StartClient() {
+    // No callback runs before the network thread starts, so the client is set up without locks.
+    mosquitto* client = mosquitto_new(m_clientID.c_str(), true, this);
+    if (client == nullptr) {
+        ZLOG(LOGLEVEL_ERROR, "Cannot make an MQTT client for <%s>", m_clientID.c_str());
+        return false;
+    }
+    mosquitto_connect_callback_set(client, &ZNodeCommMQTT::OnConnectCallback);
+    mosquitto_disconnect_callback_set(client, &ZNodeCommMQTT::OnDisconnectCallback);
+    mosquitto_publish_callback_set(client, &ZNodeCommMQTT::OnPublishCallback);
+    mosquitto_message_callback_set(client, &ZNodeCommMQTT::OnMessageCallback);
+    mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
+    mosquitto_reconnect_delay_set(client, 1, 8, true);
+    if (!m_user.empty()) {
+        mosquitto_username_pw_set(client, m_user.c_str(), m_password.empty() ? nullptr : m_password.c_str());
+    }
+    if (m_bTLS) {
+        const int rc = m_caFile.empty()
+                           ? mosquitto_tls_set(client, nullptr, kSystemCAPath, nullptr, nullptr, nullptr)
+                           : mosquitto_tls_set(client, m_caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
+        if (rc != MOSQ_ERR_SUCCESS) {
+            ZLOG(LOGLEVEL_ERROR, "TLS for <%s>: %s", m_url.c_str(), mosquitto_strerror(rc));
+            mosquitto_destroy(client);
+            return false;
+        }
+    }
+    ZPending will;
+    bool hasWill = false;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        will = m_will;
+        hasWill = m_bHasWill;
+        m_pClient = client;
+        m_bStarted = true;
+    }
+    if (hasWill) {
+        mosquitto_will_set(client, will.m_topic.c_str(), static_cast<int>(will.m_payload.size()),
+                           will.m_payload.data(), kQoS, will.m_bRetain);
+    }
+    // The network thread must run before the first attempt: started after a refused one, it never
+    // retries. A refused first attempt is then not final; the thread keeps trying with its back-off.
+    const int started = mosquitto_loop_start(client);
+    if (started != MOSQ_ERR_SUCCESS) {
+        ZLOG(LOGLEVEL_ERROR, "Cannot start the MQTT network thread: %s", mosquitto_strerror(started));
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_pClient = nullptr;
+            m_bStarted = false;
+        }
+        mosquitto_destroy(client);
+        return false;
+    }
+    const int rc = mosquitto_connect_async(client, m_host.c_str(), m_port, m_keepAliveSecs);
+    if (rc != MOSQ_ERR_SUCCESS) {
+        ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background", m_url.c_str(),
+             rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
+    }
+    return true;
 }
 
 bool ZNodeCommMQTT::WaitConnected(std::chrono::milliseconds timeout) const {
@@ -266,6 +285,11 @@ void ZNodeCommMQTT::Disconnect() {
 }
 
 void ZNodeCommMQTT::Shutdown() {
+    std::lock_guard<std::mutex> connecting(m_connectMutex);
+    StopClient();
+}
+
+void ZNodeCommMQTT::StopClient() {
     mosquitto* client = nullptr;
     {
         std::unique_lock<std::mutex> lock(m_mutex);

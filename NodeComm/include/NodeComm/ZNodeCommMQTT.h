@@ -100,6 +100,9 @@ private:
     void Enqueue(ZPending pending);
     bool CheckTopic(const ZCommEndpoint& endpoint, const char* what);
     void Shutdown();
+    // Both with m_connectMutex held.
+    bool StartClient();
+    void StopClient();
 
     std::string m_error;
     std::string m_url;
@@ -119,6 +122,7 @@ private:
     std::size_t m_maxInFlight = 64;
     std::size_t m_maxMessageBytes = 10240;
 
+    std::mutex m_connectMutex;  // Connect and Shutdown, one at a time
     mosquitto* m_pClient = nullptr;
     bool m_bStarted = false;  // the network thread runs
     std::atomic<bool> m_bConnected{false};
