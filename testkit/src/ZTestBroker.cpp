@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -111,6 +112,8 @@ bool ZTestBroker::Start(std::string* error, std::chrono::milliseconds timeout) {
         const std::string logPath = m_directory + "/mosquitto.log";
         const pid_t pid = ::fork();
         if (pid == 0) {
+            // A test that dies (a sanitizer abort, a crash) takes its broker with it.
+            ::prctl(PR_SET_PDEATHSIG, SIGTERM);
             const int log = ::open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
             if (log >= 0) {
                 ::dup2(log, STDOUT_FILENO);
