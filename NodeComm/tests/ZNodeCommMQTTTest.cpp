@@ -60,6 +60,14 @@ protected:
         return client;
     }
 
+    // Subscriptions are asynchronous: a message of the client's own, seen, proves one is in place.
+    static void ExpectReady(ZNodeCommMQTT& client, const ZCommEndpoint& endpoint,
+                            ZRecordingSubscriber& recorder) {
+        ASSERT_TRUE(recorder.IsSubscribed());
+        ASSERT_TRUE(client.Publish(endpoint, Text("ready")));
+        ASSERT_TRUE(recorder.WaitForCount(1, kWait));
+    }
+
     // Publishes a raw payload on a topic with mosquitto_pub.
     void PublishRaw(const std::string& topic, const std::string& payload) {
         ASSERT_EQ(0, RunCommand("mosquitto_pub -h 127.0.0.1 -p " + std::to_string(m_broker.Port()) +
@@ -77,10 +85,7 @@ TEST_F(ZNodeCommMQTTTest, CarriesMessagesWithTheirEnvelopeBetweenClients) {
     ASSERT_TRUE(sut->Connect());
     const ZCommEndpoint endpoint(ZNodeUID("Receiver"), EP_CONTROL, "addnode");
     ZRecordingSubscriber recorder(sut, endpoint);
-    ASSERT_TRUE(recorder.IsSubscribed());
-    // Subscriptions are asynchronous: a message of the receiver's own, seen, proves it is in place.
-    ASSERT_TRUE(sut->Publish(endpoint, Text("ready")));
-    ASSERT_TRUE(recorder.WaitForCount(1, kWait));
+    ExpectReady(*sut, endpoint, recorder);
     auto message = Text("hello");
     message->SetSource(ZCommEndpoint(ZNodeUID("Sender"), EP_CONTROL, "addnode"));
     message->SetDeliveryInfo(2);
@@ -105,8 +110,7 @@ TEST_F(ZNodeCommMQTTTest, DropsPayloadsThatAreNoMessageWithOneLineEachAndKeepsSe
     ASSERT_TRUE(sut->Connect());
     const ZCommEndpoint endpoint(ZNodeUID("Receiver"), EP_CONTROL, "finduid");
     ZRecordingSubscriber recorder(sut, endpoint);
-    ASSERT_TRUE(sut->Publish(endpoint, Text("ready")));
-    ASSERT_TRUE(recorder.WaitForCount(1, kWait));
+    ExpectReady(*sut, endpoint, recorder);
     ZScopedLogCapture log;
     const std::string topic = "control/Receiver/finduid";
 
@@ -189,8 +193,7 @@ TEST_F(ZNodeCommMQTTTest, PublishesTheLastWillWhenAClientDiesWithoutAGoodbyeButN
     ASSERT_TRUE(sut->Connect());
     const ZCommEndpoint willEndpoint(ZNodeUID("Mortal"), EP_STATUS, "will");
     ZRecordingSubscriber recorder(sut, willEndpoint);
-    ASSERT_TRUE(sut->Publish(willEndpoint, Text("ready")));
-    ASSERT_TRUE(recorder.WaitForCount(1, kWait));
+    ExpectReady(*sut, willEndpoint, recorder);
     std::string will;
     ASSERT_TRUE(ZNodeCommMQTT::Encode(*Text("gone"), will));
     // A clean goodbye first: a transport that disconnects publishes no will.

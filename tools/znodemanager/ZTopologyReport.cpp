@@ -44,14 +44,6 @@ std::string Counted(std::size_t count, const char* what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-std::string Joined(const std::vector<std::string>& items) {
-    std::string joined;
-    for (const auto& item : items) {
-        joined += (joined.empty() ? "" : ", ") + item;
-    }
-    return joined;
-}
-
 }  // namespace
 
 std::string ZTopologyReport::Summary(const ZTopologyMsg& topology) {
@@ -185,4 +177,12 @@ bool ZTopologyReport::WriteDot(const std::string& path) const {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << Dot();
     return static_cast<bool>(file);
+}
+
+std::string ZTopologyReport::Joined(const std::vector<std::string>& items) {
+    std::string joined;
+    for (const auto& item : items) {
+        joined += (joined.empty() ? "" : ", ") + item;
+    }
+    return joined;
 }

@@ -2,6 +2,7 @@
 
 #include <ostream>
 #include <string>
+#include <vector>
 
 class ZTopologyMsg;
 
@@ -14,6 +15,8 @@ public:
 
     // "2 node managers, 5 nodes, 1 connection"
     static std::string Summary(const ZTopologyMsg& topology);
+    // "a, b, c"
+    static std::string Joined(const std::vector<std::string>& items);
 
     void PrintTree(std::ostream& out) const;
     bool WriteDot(const std::string& path) const;

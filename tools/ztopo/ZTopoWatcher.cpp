@@ -27,14 +27,6 @@ std::string ClockNow() {
     return text;
 }
 
-std::string Joined(const std::vector<std::string>& items) {
-    std::string joined;
-    for (const auto& item : items) {
-        joined += (joined.empty() ? "" : ", ") + item;
-    }
-    return joined;
-}
-
 }  // namespace
 
 ZTopoWatcher::ZTopoWatcher(ZTopologyRequest& request, std::ostream& out, std::chrono::milliseconds timeout)
@@ -53,7 +45,7 @@ bool ZTopoWatcher::Start() {
                 uids.push_back(ToStdString(uid));
             }
         }
-        notices->m_pending.push_back("nodesdisconnected (" + Joined(uids) + ")");
+        notices->m_pending.push_back("nodesdisconnected (" + ZTopologyReport::Joined(uids) + ")");
     });
     // Subscribed first: a change between the copy and the subscription would go unseen.
     m_pLast = subscribed ? m_request.FetchTopology(m_timeout) : nullptr;
@@ -72,7 +64,7 @@ void ZTopoWatcher::Update(std::chrono::milliseconds slice) {
     }
     std::vector<std::string> reasons;
     m_request.WithLock([&notices, &reasons] { reasons.swap(notices->m_pending); });
-    m_out << ClockNow() << " " << Joined(reasons) << "\n";
+    m_out << ClockNow() << " " << ZTopologyReport::Joined(reasons) << "\n";
     const auto now = m_request.FetchTopology(m_timeout);
     if (!now) {
         m_out << "  the discovery node did not answer within " << m_timeout.count()
