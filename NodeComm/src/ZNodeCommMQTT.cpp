@@ -625,6 +625,7 @@ void ZNodeCommMQTT::HandlePublished() {
         if (m_inFlight > 0) {
             --m_inFlight;
         }
+        ++m_stats.m_acknowledged;
         m_connectedChanged.notify_all();
     }
     Drain();

@@ -33,12 +33,13 @@ class Z_EXPORT ZNodeCommMQTT : public ZNodeComm {
 public:
     // What the transport has done since it was made; for logs, tools and tests.
     struct ZStats {
-        std::uint64_t m_published = 0;  // handed to the broker
-        std::uint64_t m_received = 0;   // delivered to subscribers
-        std::uint64_t m_malformed = 0;  // received and dropped
-        std::uint64_t m_refused = 0;    // not published: too large, bad topic, not serializable
-        std::uint64_t m_dropped = 0;    // buffered, then dropped because the buffer was full
-        std::uint64_t m_connects = 0;   // successful connections, the first one included
+        std::uint64_t m_published = 0;     // handed to the broker
+        std::uint64_t m_acknowledged = 0;  // and acknowledged by it
+        std::uint64_t m_received = 0;      // delivered to subscribers
+        std::uint64_t m_malformed = 0;     // received and dropped
+        std::uint64_t m_refused = 0;       // not published: too large, bad topic, not serializable
+        std::uint64_t m_dropped = 0;       // buffered, then dropped because the buffer was full
+        std::uint64_t m_connects = 0;      // successful connections, the first one included
     };
 
     ZNodeCommMQTT();
