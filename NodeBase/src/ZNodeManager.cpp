@@ -1,5 +1,8 @@
 #include "NodeBase/ZNodeManager.h"
 
+#include <functional>
+#include <string_view>
+
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -32,6 +35,10 @@ using ZShared::CID::IsKindOf;
 
 constexpr std::chrono::milliseconds kFirstBackoff{500};
 constexpr std::chrono::milliseconds kLongestBackoff{8000};
+// A registration holds the lock for a few milliseconds, so a manager that found it taken asks
+// again soon, after a wait spread by its UID: managers started together do not ask in step.
+constexpr std::chrono::milliseconds kShortestLockedWait{50};
+constexpr std::uint64_t kLockedWaitSpread = 101;
 constexpr std::chrono::milliseconds kShortestSignOfLifePeriod{100};
 constexpr const char* kOnlineStatus = "online";
 constexpr const char* kConnectionLost = "connection lost";
@@ -409,6 +416,13 @@ std::uint32_t ZNodeManager::NewSessionID(std::uint32_t previous) {
     return session;
 }
 
+std::chrono::milliseconds ZNodeManager::LockedRetryWait(const ZNodeUID& uid, std::int32_t attempt) {
+    const std::string_view text(uid.c_str());
+    const std::size_t spread =
+        std::hash<std::string_view>{}(text) + static_cast<std::size_t>(attempt) * 7919u;
+    return kShortestLockedWait + std::chrono::milliseconds(spread % kLockedWaitSpread);
+}
+
 std::chrono::milliseconds ZNodeManager::Backoff(std::int32_t attempt) {
     std::chrono::milliseconds wait = kFirstBackoff;
     for (std::int32_t i = 1; i < attempt && wait < kLongestBackoff; ++i) {
@@ -461,8 +475,8 @@ void ZNodeManager::SendRegistration() {
     SendRequest("addnodemanager", request);
 }
 
-void ZNodeManager::RetryLater(const char* why) {
-    const auto wait = Backoff(m_attempt);
+void ZNodeManager::RetryLater(const char* why, bool locked) {
+    const auto wait = locked ? LockedRetryWait(GetUID(), m_attempt) : Backoff(m_attempt);
     ZLOG(LOGLEVEL_WARNING, "Discovery node %s refused registration attempt %d of <%s> (%s); retrying in %g s",
          m_discoveryUID.c_str(), m_attempt, GetUID().c_str(), why, Seconds(wait));
     m_wait = WAIT_RETRY;
@@ -531,7 +545,7 @@ bool ZNodeManager::OnAddNodeManagerResponse(const std::shared_ptr<ZMessage>& res
         return true;
     }
     if (!answer.m_bRegistered) {
-        RetryLater("locked by another node manager");
+        RetryLater("locked by another node manager", true);
         return true;
     }
     {

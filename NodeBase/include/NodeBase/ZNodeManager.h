@@ -28,7 +28,8 @@ Z_ENUM_NAMES(ZNodeManagerState, {NMSTATE_STOPPED, "NMSTATE_STOPPED"},
 //
 // Load creates the configured nodes by class name. The start initializes them on the manager's
 // transport, then registers: "addnodemanager" (retried with a back-off of 0.5 s doubling to 8 s
-// while the discovery node is silent or locked by another manager), one "addnode" per node, an
+// while the discovery node is silent, and after 50 to 150 ms while another manager holds its lock),
+// one "addnode" per node, an
 // "addplugin" per module, a "topoconnect" per connection, "notifytopochanged", and finally an unlock
 // of the lock the registration took. Running, it sends "findnode" for itself every third of the dead
 // time; the transport counts that as contact, and an answer that it is unknown (the discovery node
@@ -111,6 +112,9 @@ public:
     std::chrono::milliseconds GetSignOfLifePeriod() const;
     // The wait before registration attempt `attempt` + 1: 0.5 s doubling to 8 s.
     static std::chrono::milliseconds Backoff(std::int32_t attempt);
+    // The wait before asking again while another manager holds the lock: 50 to 150 ms, spread by
+    // the UID and the attempt.
+    static std::chrono::milliseconds LockedRetryWait(const ZNodeUID& uid, std::int32_t attempt);
 
     // Fixed once loaded.
     std::vector<std::shared_ptr<ZNode>> GetHostedNodes() const;
@@ -140,7 +144,7 @@ private:
     void StartHostedPumps();
     void StartRegistration();
     void SendRegistration();
-    void RetryLater(const char* why);
+    void RetryLater(const char* why, bool locked = false);
     void RegisterNodes();
     void FinishRegistration();
     void SendSignOfLife();
