@@ -287,7 +287,6 @@ struct ZStormFigures {
     double m_secs = 0;            // from the first request to the last manager's last answer
     std::uint64_t m_traffic = 0;  // messages published and received by the managers and the discovery node
     std::uint64_t m_denials = 0;
-    std::uint64_t m_fallbacks = 0;
     std::uint64_t m_duplicates = 0;
     std::uint64_t m_lost = 0;
     std::size_t m_graphNodes = 0;
@@ -464,25 +463,21 @@ private:
 struct ZStormTally {
     std::atomic<std::uint64_t> m_registered{0};  // managers and nodes answered as registered
     std::atomic<std::uint64_t> m_denials{0};     // "addnodemanager" answered "locked by another"
-    std::atomic<std::uint64_t> m_fallbacks{0};   // retries after waiting the longest for a change
     std::atomic<std::uint64_t> m_duplicates{0};  // a second answer for the same request
     std::atomic<std::uint64_t> m_strays{0};      // answers that fit no request
     ZArrivals m_finished;                        // managers with every node answered
 };
 
 // ZNodeManager's first back-off: a manager that waits for a change waits no longer than this.
-constexpr milliseconds kLongestStormWait{500};
 
 // One node manager of the storm, speaking the registration protocol on a connection of its own:
 // "addnodemanager"; once registered, all of its "addnode"s at once (within the transport's window);
 // once all are answered, "notifytopochanged" and the unlock, as ZNodeManager does. The discovery
 // node registers one manager at a time (the registration takes its lock), so a manager turned away
-// must ask again. ZNodeManager waits 0.5 s, doubling to 8 s, which would measure its back-off rather
-// than the transport; this one asks again on the next "topochanged", which a holder causes just
-// before its unlock, or after kLongestStormWait without one. Managers in turn instead begin as soon
-// as the one before has sent its unlock, and ask again at once when they overtook it: the lock's
-// best case. Answers arrive on the transport's thread, the fallback on the main thread: the state is
-// under m_mutex.
+// asks again after the wait ZNodeManager takes (ZNodeManager::LockedRetryWait). Managers in turn
+// instead begin as soon as the one before has sent its unlock, and ask again at once when they
+// overtook it: the lock's best case. Answers arrive on the transport's thread, the retries on the
+// main thread: the state is under m_mutex.
 class ZStormManager {
 public:
     ZStormManager(int index, int nodes, bool inTurn, ZStormTally& tally)
@@ -510,10 +505,6 @@ public:
                            on(&ZStormManager::OnAddNodeManagerResponse));
         m_pComm->Subscribe(ZCommEndpoint(m_uid, EP_RESPONSE, "addnode"),
                            on(&ZStormManager::OnAddNodeResponse));
-        if (!m_bInTurn) {
-            m_pComm->Subscribe(ZCommEndpoint(ZNodeUID(kDiscoveryUID), EP_STATUS, "topochanged"),
-                               on(&ZStormManager::OnTopoChanged));
-        }
         return m_pComm->Connect();
     }
     // With managers in turn, the next one begins when this one has sent its unlock.
@@ -522,11 +513,10 @@ public:
         std::lock_guard<std::mutex> lock(m_mutex);
         SendRegistration();
     }
-    // Asks again when the manager has waited for a change for longer than kLongestStormWait.
-    void RetryIfWaitedTooLong(Clock::time_point now) {
+    // Asks again once the wait that ZNodeManager takes after a refusal for the lock has passed.
+    void RetryIfDue(Clock::time_point now) {
         std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_bWaiting && now - m_waitingSince > kLongestStormWait) {
-            ++m_tally.m_fallbacks;
+        if (m_bWaiting && now >= m_retryAt) {
             SendRegistration();
         }
     }
@@ -584,7 +574,7 @@ private:
                 SendRegistration();
             } else {
                 m_bWaiting = true;
-                m_waitingSince = Clock::now();
+                m_retryAt = Clock::now() + ZNodeManager::LockedRetryWait(m_uid, m_attempt);
             }
             return;
         }
@@ -636,12 +626,6 @@ private:
             m_pNext->Begin();
         }
     }
-    void OnTopoChanged(const std::shared_ptr<ZMessage>&) {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_bWaiting) {
-            SendRegistration();
-        }
-    }
     std::string NodeName(std::size_t i) const {
         return std::string(m_uid.c_str()) + "-n" + std::to_string(i);
     }
@@ -654,8 +638,8 @@ private:
     mutable std::mutex m_mutex;
     std::int32_t m_attempt = 0;
     bool m_bRegistered = false;
-    bool m_bWaiting = false;  // turned away, waiting for a change
-    Clock::time_point m_waitingSince{};
+    bool m_bWaiting = false;  // turned away, waiting to ask again
+    Clock::time_point m_retryAt{};
     std::vector<bool> m_answered;
     std::size_t m_answeredCount = 0;
     ZStormTally& m_tally;
@@ -895,9 +879,9 @@ bool MeasureStorm(const ZOptions& options, const std::string& url, bool inTurn, 
     const auto deadline = start + std::chrono::seconds(120);
     bool finished = false;
     while (!finished && Clock::now() < deadline) {
-        finished = tally.m_finished.WaitFor(static_cast<std::uint64_t>(options.m_managers), milliseconds(10));
+        finished = tally.m_finished.WaitFor(static_cast<std::uint64_t>(options.m_managers), milliseconds(1));
         for (auto& manager : managers) {
-            manager->RetryIfWaitedTooLong(Clock::now());
+            manager->RetryIfDue(Clock::now());
         }
     }
     figures.m_secs = std::chrono::duration<double>(tally.m_finished.Last() - start).count();
@@ -908,7 +892,6 @@ bool MeasureStorm(const ZOptions& options, const std::string& url, bool inTurn, 
     // Late duplicates would show up meanwhile.
     std::this_thread::sleep_for(milliseconds(200));
     figures.m_denials = tally.m_denials;
-    figures.m_fallbacks = tally.m_fallbacks;
     figures.m_duplicates = tally.m_duplicates;
     for (const auto& manager : managers) {
         figures.m_lost += manager->Unanswered();
@@ -1267,15 +1250,13 @@ void PrintTable(const ZResults& results, const ZOptions& options) {
                                             std::to_string(figures.m_graphExpected)
                                       : std::string("not checked");
         std::printf(
-            "%s: %llu \"addnodemanager\" turned away (locked by another manager), %llu asked again "
-            "after %lld ms without a change; %llu unanswered, %llu duplicated; graph: %s.\n",
+            "%s: %llu \"addnodemanager\" turned away (locked by another manager); %llu unanswered, "
+            "%llu duplicated; graph: %s.\n",
             what, static_cast<unsigned long long>(figures.m_denials),
-            static_cast<unsigned long long>(figures.m_fallbacks),
-            static_cast<long long>(kLongestStormWait.count()),
             static_cast<unsigned long long>(figures.m_lost),
             static_cast<unsigned long long>(figures.m_duplicates), graph.c_str());
     };
-    details("Storm (turned away: asks again on the next \"topochanged\")", results.m_storm);
+    details("Storm (turned away: asks again after 50 to 150 ms, as ZNodeManager does)", results.m_storm);
     details("In turn (each begins once the one before has sent its unlock; overtaken, asks again at once)",
             results.m_inTurn);
     if (options.m_bNodeManagers) {
