@@ -65,27 +65,31 @@ std::size_t ZLocalBus::Publish(const ZCommEndpoint& endpoint, const std::shared_
     if (!message) {
         return 0;
     }
-    const ZString topic = endpoint.AsString();
+    // Every message crosses here: the topic's text and the usual single delivery take no allocation.
+    thread_local ZString topic;
+    endpoint.AssignText(topic);
     const bool retain = message->GetFlags().m_bRetained;
-    std::vector<std::shared_ptr<const Delivery>> deliveries;
+    std::shared_ptr<const Delivery> first;
+    std::vector<std::shared_ptr<const Delivery>> others;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (retain) {
             m_retained[topic] = message;
         }
         const auto it = m_subscribers.find(topic);
-        if (it == m_subscribers.end()) {
+        if (it == m_subscribers.end() || it->second.empty()) {
             return 0;
         }
-        deliveries.reserve(it->second.size());
-        for (const auto& subscriber : it->second) {
-            deliveries.push_back(subscriber.m_pDelivery);
+        first = it->second.front().m_pDelivery;
+        for (std::size_t i = 1; i < it->second.size(); ++i) {
+            others.push_back(it->second[i].m_pDelivery);
         }
     }
-    for (const auto& delivery : deliveries) {
+    (*first)(endpoint, message);
+    for (const auto& delivery : others) {
         (*delivery)(endpoint, message);
     }
-    return deliveries.size();
+    return 1 + others.size();
 }
 
 std::size_t ZLocalBus::SubscriberCount(const ZCommEndpoint& endpoint) const {

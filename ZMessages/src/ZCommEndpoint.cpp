@@ -85,6 +85,15 @@ void ZCommEndpoint::Parse(std::string_view text) {
     }
 }
 
+void ZCommEndpoint::AssignText(ZString& out) const {
+    char text[256];
+    if (const std::size_t length = TextInto(text, sizeof text)) {
+        out.assign(text, length);
+    } else {
+        out = AsString();
+    }
+}
+
 std::size_t ZCommEndpoint::TextInto(char* out, std::size_t room) const {
     const bool isNull = m_type == EP_NULL;
     const std::string_view type = isNull ? "null" : ZEndpointTypeConv::EndpointTypeToStr(m_type);

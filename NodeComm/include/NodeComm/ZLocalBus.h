@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -48,7 +49,13 @@ private:
 
     mutable std::mutex m_mutex;
     SubscriptionId m_nextId = 1;
-    std::map<ZString, std::vector<ZSubscriber>> m_subscribers;
+    struct ZTopicHash {
+        std::size_t operator()(const ZString& topic) const {
+            return std::hash<std::string_view>{}(std::string_view(topic.data(), topic.size()));
+        }
+    };
+
+    std::unordered_map<ZString, std::vector<ZSubscriber>, ZTopicHash> m_subscribers;
     std::unordered_map<SubscriptionId, ZString> m_topicOf;
     std::map<ZString, std::shared_ptr<ZMessage>> m_retained;
 };

@@ -47,6 +47,8 @@ public:
 
     // "null" for EP_NULL; otherwise type "/" UID, then "/" name when the name is not empty.
     ZString AsString() const;
+    // The same text into `out`, reusing its storage: for hot paths that look endpoints up by text.
+    void AssignText(ZString& out) const;
     // Applies a text form leniently: a text without "/" changes nothing, an unknown kind becomes
     // EP_NULL, a trailing "/" is ignored, and the name keeps any further "/".
     void Parse(std::string_view text);
