@@ -286,3 +286,79 @@ TEST(ZNodeCommMQTTConnectTest, BlockingConnectGivesUpAfterItsTriesWhenNoBrokerAn
 }
 
 }  // namespace
+
+namespace {
+
+// A certificate authority and a server certificate for 127.0.0.1, made with openssl in a folder of
+// the test's own that the broker (which drops root for its own user) can read.
+class ZTestCertificates {
+public:
+    ZTestCertificates() {
+        char pattern[] = "/tmp/ztestcerts-XXXXXX";
+        if (::mkdtemp(pattern) == nullptr) {
+            return;
+        }
+        m_folder = pattern;
+        const std::string commands = "cd " + m_folder + " && chmod 0755 . && " +
+                                     "openssl req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.crt "
+                                     "-days 1 -subj '/CN=ZTest CA' && " +
+                                     "openssl req -newkey rsa:2048 -nodes -keyout server.key -out server.csr "
+                                     "-subj '/CN=127.0.0.1' && " +
+                                     "printf 'subjectAltName=IP:127.0.0.1\\n' > san.ext && " +
+                                     "openssl x509 -req -in server.csr -CA ca.crt -CAkey ca.key "
+                                     "-CAcreateserial -out server.crt -days 1 "
+                                     "-extfile san.ext && " +
+                                     "openssl req -x509 -newkey rsa:2048 -nodes -keyout other.key -out "
+                                     "other.crt -days 1 -subj '/CN=Other CA' && "
+                                     "chmod 0644 *";
+        m_bReady = std::system(("(" + commands + ") >/dev/null 2>&1").c_str()) == 0;
+    }
+    ~ZTestCertificates() {
+        if (!m_folder.empty()) {
+            std::system(("rm -rf " + m_folder).c_str());
+        }
+    }
+    bool IsReady() const { return m_bReady; }
+    std::string Path(const char* name) const { return m_folder + "/" + name; }
+
+private:
+    std::string m_folder;
+    bool m_bReady = false;
+};
+
+TEST(ZNodeCommMQTTTLSTest, ConnectsOverTLSWithTheConfiguredCAAndRefusesAnotherCA) {
+    ZTestCertificates certificates;
+    ASSERT_TRUE(certificates.IsReady());
+    ZTestBroker broker;
+    broker.m_extraConfig = "cafile " + certificates.Path("ca.crt") + "\ncertfile " +
+                           certificates.Path("server.crt") + "\nkeyfile " + certificates.Path("server.key") +
+                           "\n";
+    std::string error;
+    ASSERT_TRUE(broker.Start(&error)) << error;
+    const auto client = [&](const char* ca) {
+        ZCommsParams params;
+        params.TransportURL =
+            ("mqtts://127.0.0.1:" + std::to_string(broker.Port()) + "?cafile=" + ca).c_str();
+        params.bZCoreBlockUntilConnect = true;
+        params.ConnectRetries = 1;
+        params.ConnectTryTimeoutSecs = 1.5f;
+        auto comm = ZMakeShared<ZNodeCommMQTT>();
+        EXPECT_TRUE(comm->Configure(params, "secure")) << comm->GetError();
+        return comm;
+    };
+    auto sut = client(certificates.Path("ca.crt").c_str());
+    ASSERT_TRUE(sut->Connect());
+    const ZCommEndpoint endpoint(ZNodeUID("Secure"), EP_STATUS, "hello");
+    ZRecordingSubscriber recorder(sut, endpoint);
+
+    ASSERT_TRUE(sut->Publish(endpoint, Text("over TLS")));
+
+    ASSERT_TRUE(recorder.WaitForCount(1, kWait));
+    EXPECT_EQ((std::vector<std::string>{"over TLS"}), TextsOf(recorder));
+    ZScopedLogCapture log;
+    auto stranger = client(certificates.Path("other.crt").c_str());
+    EXPECT_FALSE(stranger->Connect());
+    EXPECT_TRUE(log->Contains("not reached within 1 tries", LOGLEVEL_ERROR));
+}
+
+}  // namespace
