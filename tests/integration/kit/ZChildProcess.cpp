@@ -1,19 +1,19 @@
 #include "ZChildProcess.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
-#include <thread>
 
 extern char** environ;
 
-namespace {
-constexpr std::chrono::milliseconds kPollPeriod{5};
-}  // namespace
+namespace {}  // namespace
 
 ZChildProcess::~ZChildProcess() {
     Kill();
@@ -88,14 +88,26 @@ void ZChildProcess::Kill() {
 }
 
 int ZChildProcess::WaitExit(std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (IsRunning()) {
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return -1;
-        }
-        std::this_thread::sleep_for(kPollPeriod);
+    if (!IsRunning()) {
+        return m_exitCode;
     }
-    return m_exitCode;
+    // A process descriptor becomes readable when the child exits: a wait on the event itself.
+    // Through syscall(): glibc 2.36's <sys/pidfd.h> declares pidfd_open without C linkage.
+    const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
+    if (descriptor < 0) {
+        return -1;
+    }
+    pollfd exited{descriptor, POLLIN, 0};
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0 || ::poll(&exited, 1, static_cast<int>(left.count())) != -1 || errno != EINTR) {
+            break;
+        }
+    }
+    ::close(descriptor);
+    return IsRunning() ? -1 : m_exitCode;
 }
 
 int ZChildProcess::Stop(std::chrono::milliseconds timeout) {
