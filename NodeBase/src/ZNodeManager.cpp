@@ -232,15 +232,8 @@ void ZNodeManager::OnConnecting() {
     ZCommEndpoint endpoint;
     std::shared_ptr<ZMessage> will;
     if (m_bHostsDiscovery) {
-        auto status = ZMakeShared<ZOnlineStatusMsg>();
-        status->m_bOnline = false;
-        status->m_nodeManagerUID = GetUID();
-        status->m_startID = m_startID;
-        ZMessageFlags flags = status->GetFlags();
-        flags.m_bRetained = true;
-        status->SetFlags(flags);
         endpoint = ZCommEndpoint(m_discoveryUID, EP_STATUS, kOnlineStatus);
-        will = status;
+        will = OnlineStatus(false);
     } else {
         auto removal = ZMakeShared<ZRemoveNodeManagerMsg>();
         removal->m_nodeManagerUID = GetUID();
@@ -371,7 +364,7 @@ void ZNodeManager::LeaveTopology() {
     comm->Unsubscribe(subscription);
 }
 
-void ZNodeManager::PublishOnlineStatus(bool online) {
+std::shared_ptr<ZMessage> ZNodeManager::OnlineStatus(bool online) const {
     auto status = ZMakeShared<ZOnlineStatusMsg>();
     status->m_bOnline = online;
     status->m_nodeManagerUID = GetUID();
@@ -379,9 +372,13 @@ void ZNodeManager::PublishOnlineStatus(bool online) {
     ZMessageFlags flags = status->GetFlags();
     flags.m_bRetained = true;
     status->SetFlags(flags);
+    return status;
+}
+
+void ZNodeManager::PublishOnlineStatus(bool online) {
     ZLOG(LOGLEVEL_PROGRESS, "Discovery node <%s> hosted by <%s> is %s: start <%lld>", m_discoveryUID.c_str(),
          GetUID().c_str(), online ? "online" : "offline", static_cast<long long>(m_startID.load()));
-    std::shared_ptr<ZMessage> message = std::move(status);
+    std::shared_ptr<ZMessage> message = OnlineStatus(online);
     if (PublishInternal(ZCommEndpoint(m_discoveryUID, EP_STATUS, kOnlineStatus), message, nullptr, true,
                         false) &&
         online) {

@@ -150,6 +150,8 @@ private:
     void SendSignOfLife();
     void LeaveTopology();
     void StopHostedNodes();
+    // The discovery node's presence as this manager publishes it (retained), and wills it.
+    std::shared_ptr<ZMessage> OnlineStatus(bool online) const;
     void PublishOnlineStatus(bool online);
     bool SendRequest(const char* name, std::shared_ptr<ZMessage> request);
     bool SubscribeHandler(ZEndpointType type, const ZNodeUID& uid, const char* name,
