@@ -369,9 +369,7 @@ std::shared_ptr<ZMessage> ZNodeManager::OnlineStatus(bool online) const {
     status->m_bOnline = online;
     status->m_nodeManagerUID = GetUID();
     status->m_startID = m_startID;
-    ZMessageFlags flags = status->GetFlags();
-    flags.m_bRetained = true;
-    status->SetFlags(flags);
+    status->SetRetained(true);
     return status;
 }
 

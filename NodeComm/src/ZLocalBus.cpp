@@ -68,7 +68,7 @@ std::size_t ZLocalBus::Publish(const ZCommEndpoint& endpoint, const std::shared_
     // Every message crosses here: the topic's text and the usual single delivery take no allocation.
     thread_local ZString topic;
     endpoint.AssignText(topic);
-    const bool retain = message->GetFlags().m_bRetained;
+    const bool retain = message->GetRetained();
     std::shared_ptr<const Delivery> first;
     std::vector<std::shared_ptr<const Delivery>> others;
     {

@@ -181,7 +181,7 @@ bool ZNodeCommMQTT::SetLastWill(const ZCommEndpoint& endpoint, const std::shared
              endpoint.AsString().c_str());
         return false;
     }
-    m_will = ZPending{ToStd(endpoint.AsString()), std::move(payload), message->GetFlags().m_bRetained};
+    m_will = ZPending{ToStd(endpoint.AsString()), std::move(payload), message->GetRetained()};
     m_bHasWill = true;
     return true;
 }
@@ -491,7 +491,7 @@ bool ZNodeCommMQTT::Publish(const ZCommEndpoint& endpoint, const std::shared_ptr
         return refuse();
     }
     pending.m_topic = ToStd(endpoint.AsString());
-    pending.m_bRetain = message->GetFlags().m_bRetained;
+    pending.m_bRetain = message->GetRetained();
     if (pending.m_bRetain) {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_retained[pending.m_topic] = pending;

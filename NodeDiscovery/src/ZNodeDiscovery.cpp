@@ -337,9 +337,7 @@ void ZNodeDiscovery::PublishRemovalHistory() {
         return;
     }
     history->m_records = m_removals;
-    ZMessageFlags flags = history->GetFlags();
-    flags.m_bRetained = true;  // kept for operators who ask later
-    history->SetFlags(flags);
+    history->SetRetained(true);  // kept for operators who ask later
     Publish(GetEndpoint(EP_STATUS, "removals", 0), history);
 }
 

@@ -262,7 +262,7 @@ TEST_F(ZNodeDiscoveryHistoryTest, EveryKindOfRemovalIsRecordedWithItsReasonAfter
     EXPECT_EQ(Records(history),
               (Strings{"Silent silence", "Asked request", "Lost connection lost", "Renewed new session"}));
     EXPECT_GT(history->m_records.front().m_timeUs, 0);
-    EXPECT_TRUE(history->GetFlags().m_bRetained);
+    EXPECT_TRUE(history->GetRetained());
     EXPECT_EQ(arrivals,
               (Strings{"nodesdisconnected", "topochanged", "removals", "nodesdisconnected", "removals",
                        "nodesdisconnected", "removals", "nodesdisconnected", "addnodemanager", "removals"}));

@@ -209,9 +209,7 @@ protected:
         status->m_bOnline = online;
         status->m_nodeManagerUID = ZNodeUID("Host");
         status->m_startID = startID;
-        ZMessageFlags flags;
-        flags.m_bRetained = true;
-        status->SetFlags(flags);
+        status->SetRetained(true);
         m_pClients->Publish(Discovery(EP_STATUS, "online"), status);
     }
 
@@ -567,8 +565,7 @@ TEST(ZNodeManagerHostingDiscoveryTest, HostSaysTheDiscoveryNodeIsOnlineWhileItRu
     const auto text = [](const std::shared_ptr<ZMessage>& message) {
         const auto status = std::dynamic_pointer_cast<ZOnlineStatusMsg>(message);
         return status ? std::string(status->m_bOnline ? "online " : "offline ") +
-                            status->m_nodeManagerUID.c_str() +
-                            (status->GetFlags().m_bRetained ? " retained" : "")
+                            status->m_nodeManagerUID.c_str() + (status->GetRetained() ? " retained" : "")
                       : "none";
     };
 

@@ -69,6 +69,8 @@ public:
     void SetResponseRequested(bool requested);
     bool GetNotification() const;
     void SetNotification(bool notification);
+    bool GetRetained() const;
+    void SetRetained(bool retained);
 
     std::int32_t m_priority;
     mutable std::mutex m_mutex;
