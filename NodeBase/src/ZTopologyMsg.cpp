@@ -101,7 +101,13 @@ private:
                 static_cast<std::uint64_t>(static_cast<unsigned char>(p[n / 2])) << 8 |
                 static_cast<std::uint64_t>(static_cast<unsigned char>(p[n - 1])) << 16);
         }
-        return hash ^ (hash >> 32);
+        // The table takes the low bits, which a multiply leaves poorly mixed (on UIDs that share a
+        // prefix they hardly vary): a full finaliser spreads every input bit over them.
+        hash ^= hash >> 33;
+        hash *= 0xFF51AFD7ED558CCDull;
+        hash ^= hash >> 33;
+        hash *= 0xC4CEB9FE1A85EC53ull;
+        return hash ^ (hash >> 33);
     }
 
     // The UID's slot, or the free slot where it would go.
@@ -122,91 +128,94 @@ private:
     std::size_t m_count = 0;
 };
 
-// Moves the records that stay forward over the removed ones (indexes in increasing order), from the
-// first removed on, as std::remove_if does, and drops the rest.
+// Hints the cache to fetch a record a few places ahead of a walk: on a large graph the walks wait on
+// memory, and the hardware's own prefetch does not look far enough ahead over records this big.
 template <class Record>
-void Compact(ZVector<Record>& records, const std::vector<std::size_t>& removedIndexes) {
-    if (removedIndexes.empty()) {
-        return;
-    }
-    std::size_t kept = removedIndexes.front();
-    std::size_t nextRemoved = 0;
-    for (std::size_t i = kept; i < records.size(); ++i) {
-        if (nextRemoved < removedIndexes.size() && removedIndexes[nextRemoved] == i) {
-            ++nextRemoved;
-            continue;
+inline void PrefetchAhead(const ZVector<Record>& records, std::size_t i) {
+    constexpr std::size_t kAhead = 4;
+    if (i + kAhead < records.size()) {
+        const char* record = reinterpret_cast<const char*>(&records[i + kAhead]);
+        for (std::size_t line = 0; line < sizeof(Record); line += 64) {
+            __builtin_prefetch(record + line);
         }
-        records[kept] = std::move(records[i]);
-        ++kept;
     }
-    records.erase(records.begin() + static_cast<std::ptrdiff_t>(kept), records.end());
 }
 
 }  // namespace
 
+// One pass over the nodes and one over the edges, each deciding and compacting as it goes (the
+// records that stay are moved forward, as std::remove_if does), so the removal costs
+// O(nodes + edges) however many nodes the manager hosts, and a large graph is read from memory once.
 // Each edge goes with the first removed node (in graph order) that it touches, and is logged just
-// before that node, as a node-by-node walk would; the lists are compacted in one pass each, so the
-// removal costs O(nodes + edges) however many nodes the manager hosts. On a large graph the passes
-// over the lists are what costs, and most of it is memory: each list is compacted right after the
-// pass that reads it, while it is still in cache, and the edges are read from the back so that the
-// compaction starts where that pass ended. What the log needs of the removed nodes is taken first.
+// before that node, as a node-by-node walk would; what the log needs of a removed record is taken
+// before the record is overwritten.
 void ZTopologyMsg::RemoveNodes(const ZNodeUID& nodeManagerUID, ZVector<ZNodeUID>& removed) {
-    std::vector<std::size_t> hosted;
+    const bool logging = ZLog::Enabled(m_logLevel, LOGLEVEL_PROGRESS);
+    const std::size_t firstRemoved = removed.size();
+    std::vector<ZString> nodeTexts;
+    std::size_t kept = 0;
     for (std::size_t i = 0; i < m_nodes.size(); ++i) {
-        if (m_nodes[i].m_nodeManagerUID == nodeManagerUID) {
-            hosted.push_back(i);
+        PrefetchAhead(m_nodes, i);
+        ZTopologyNode& node = m_nodes[i];
+        if (node.m_nodeManagerUID == nodeManagerUID) {
+            if (logging) {
+                nodeTexts.push_back(node.AsString());
+            }
+            removed.push_back(std::move(node.m_uid));
+            continue;
         }
+        if (kept != i) {
+            m_nodes[kept] = std::move(node);
+        }
+        ++kept;
     }
-    if (hosted.empty()) {
+    const std::size_t hostedCount = removed.size() - firstRemoved;
+    if (hostedCount == 0) {
         return;
     }
-    const std::size_t firstRemoved = removed.size();
-    removed.reserve(firstRemoved + hosted.size());
-    std::vector<ZString> nodeTexts;
-    const bool logging = ZLog::Enabled(m_logLevel, LOGLEVEL_PROGRESS);
-    for (const std::size_t index : hosted) {
-        removed.push_back(m_nodes[index].m_uid);
-        if (logging) {
-            nodeTexts.push_back(m_nodes[index].AsString());
-        }
-    }
-    ZUidRanks ranks(hosted.size());
+    m_nodes.erase(m_nodes.begin() + static_cast<std::ptrdiff_t>(kept), m_nodes.end());
+
+    ZUidRanks ranks(hostedCount);
     for (std::size_t k = firstRemoved; k < removed.size(); ++k) {
         ranks.Add(removed[k]);
     }
-    Compact(m_nodes, hosted);
-
-    // The removed edges in graph order, and again by rank (each rank's in graph order): few, so
-    // nothing as large as the graph is allocated.
-    std::vector<std::size_t> removedEdges;
-    std::vector<std::pair<std::size_t, std::size_t>> edgesByRank;
-    for (std::size_t i = m_edges.size(); i-- > 0;) {
-        const std::size_t rank =
-            std::min(ranks.RankOf(m_edges[i].m_from.m_uid), ranks.RankOf(m_edges[i].m_to.m_uid));
+    // The removed edges' texts by rank, each rank's in graph order; only when they are logged.
+    std::vector<std::pair<std::size_t, ZString>> edgesByRank;
+    kept = 0;
+    for (std::size_t i = 0; i < m_edges.size(); ++i) {
+        PrefetchAhead(m_edges, i);
+        ZTopologyEdge& edge = m_edges[i];
+        const std::size_t rank = std::min(ranks.RankOf(edge.m_from.m_uid), ranks.RankOf(edge.m_to.m_uid));
         if (rank != kKept) {
-            removedEdges.push_back(i);
-            edgesByRank.emplace_back(rank, i);
+            if (logging) {
+                edgesByRank.emplace_back(rank, edge.AsString());
+            }
+            continue;
         }
+        if (kept != i) {
+            m_edges[kept] = std::move(edge);
+        }
+        ++kept;
     }
-    std::reverse(removedEdges.begin(), removedEdges.end());
-    std::sort(edgesByRank.begin(), edgesByRank.end());
+    m_edges.erase(m_edges.begin() + static_cast<std::ptrdiff_t>(kept), m_edges.end());
+    if (!logging) {
+        return;
+    }
 
     // A UID hosted twice has a single rank: its edges go with its first node.
-    if (logging) {
-        std::size_t nextRank = 0;
-        std::size_t nextEdge = 0;
-        for (std::size_t k = 0; k < hosted.size(); ++k) {
-            if (ranks.RankOf(removed[firstRemoved + k]) == nextRank) {
-                for (; nextEdge < edgesByRank.size() && edgesByRank[nextEdge].first == nextRank; ++nextEdge) {
-                    ZLOG(LOGLEVEL_PROGRESS, "Removing edge <%s>...",
-                         m_edges[edgesByRank[nextEdge].second].AsString().c_str());
-                }
-                ++nextRank;
+    std::stable_sort(edgesByRank.begin(), edgesByRank.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::size_t nextRank = 0;
+    std::size_t nextEdge = 0;
+    for (std::size_t k = 0; k < hostedCount; ++k) {
+        if (ranks.RankOf(removed[firstRemoved + k]) == nextRank) {
+            for (; nextEdge < edgesByRank.size() && edgesByRank[nextEdge].first == nextRank; ++nextEdge) {
+                ZLOG(LOGLEVEL_PROGRESS, "Removing edge <%s>...", edgesByRank[nextEdge].second.c_str());
             }
-            ZLOG(LOGLEVEL_PROGRESS, "Removing node <%s>...", nodeTexts[k].c_str());
+            ++nextRank;
         }
+        ZLOG(LOGLEVEL_PROGRESS, "Removing node <%s>...", nodeTexts[k].c_str());
     }
-    Compact(m_edges, removedEdges);
 }
 
 void ZTopologyMsg::RemoveEdges(const ZNodeUID& uid) {
