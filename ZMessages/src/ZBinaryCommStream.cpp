@@ -345,15 +345,12 @@ void ZBinaryCommStream::Clear() {
 
 // A child that reads one record after another keeps looking at the same buffer: it is only taken
 // when it changes, which spares two atomic count updates per record.
-void ZBinaryCommStream::SetView(const std::shared_ptr<ZString>& data, std::size_t begin, std::size_t end) {
+void ZBinaryCommStream::SetView(const std::shared_ptr<ZByteBuffer>& data, std::size_t begin,
+                                std::size_t end) {
     if (m_pShared != data) {
         m_pShared = data;
     }
-    if (m_ownData.capacity() > ZString().capacity()) {
-        ZString().swap(m_ownData);
-    } else {
-        m_ownData.clear();
-    }
+    m_ownData.Release();
     m_begin = begin;
     m_end = end;
     m_scanPos = begin;
@@ -373,15 +370,14 @@ void ZBinaryCommStream::ForgetPositions() {
     m_lastArrayEntry = kNoEntry;
 }
 
-const std::shared_ptr<ZString>& ZBinaryCommStream::Share() {
+const std::shared_ptr<ZByteBuffer>& ZBinaryCommStream::Share() {
     if (!m_pShared) {
-        m_pShared = std::allocate_shared<ZString>(ZAllocator<ZString>(), std::move(m_ownData));
-        m_ownData.clear();
+        m_pShared = std::allocate_shared<ZByteBuffer>(ZAllocator<ZByteBuffer>(), std::move(m_ownData));
     }
     return m_pShared;
 }
 
-ZString& ZBinaryCommStream::MakeWritable() {
+ZByteBuffer& ZBinaryCommStream::MakeWritable() {
     if (!m_pShared) {
         if (m_ownData.capacity() < kInitialCapacity) {
             m_ownData.reserve(kInitialCapacity);
@@ -394,9 +390,9 @@ ZString& ZBinaryCommStream::MakeWritable() {
         return m_ownData;
     }
     const std::size_t size = m_end - m_begin;
-    ZString copy;
+    ZByteBuffer copy;
     copy.reserve(std::max(kInitialCapacity, size + size / 2));
-    copy.assign(Bytes() + m_begin, size);
+    copy.Append(Bytes() + m_begin, size);
     m_ownData.swap(copy);
     m_pShared.reset();
     m_scanPos = m_scanPos >= m_begin && m_scanPos <= m_end ? m_scanPos - m_begin : 0;
@@ -458,7 +454,7 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
         }
     };
 
-    ZString& data = MakeWritable();
+    ZByteBuffer& data = !m_pShared && m_ownData.capacity() != 0 ? m_ownData : MakeWritable();
     if (!m_bWriteStateReady) {
         PrepareWriteState();
     }
@@ -483,16 +479,17 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     }
 
     if (exists && !(type == ENTRY_ARRAY_ELEMENT && existingIsArray)) {
-        ZString entry(headerSize + valueSize, '\0');
-        writeHeader(&entry[0]);
-        fill(&entry[headerSize]);
+        ZByteBuffer entry;
+        char* out = entry.Extend(headerSize + valueSize);
+        writeHeader(out);
+        fill(out + headerSize);
         ReplaceEntries(key, keyLength, entry);
         return true;
     }
     const std::size_t at = data.size();
-    data.resize(at + headerSize + valueSize);
-    writeHeader(&data[at]);
-    fill(&data[at + headerSize]);
+    char* out = data.Extend(headerSize + valueSize);
+    writeHeader(out);
+    fill(out + headerSize);
     m_end = data.size();
     ++m_entryCount;
     m_keyBits |= bit;
@@ -505,8 +502,8 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     return true;
 }
 
-void ZBinaryCommStream::ReplaceEntries(const char* key, std::size_t keyLength, const ZString& entry) {
-    ZString rebuilt;
+void ZBinaryCommStream::ReplaceEntries(const char* key, std::size_t keyLength, const ZByteBuffer& entry) {
+    ZByteBuffer rebuilt;
     rebuilt.reserve(m_end - m_begin + entry.size());
     const char* data = Bytes();
     bool placed = false;
@@ -516,14 +513,14 @@ void ZBinaryCommStream::ReplaceEntries(const char* key, std::size_t keyLength, c
         const bool match =
             current.m_keyLength == keyLength && SameKey(data + current.m_keyPos, key, keyLength);
         if (!match) {
-            rebuilt.append(data + pos, current.m_next - pos);
+            rebuilt.Append(data + pos, current.m_next - pos);
         } else if (!placed) {
-            rebuilt.append(entry);
+            rebuilt.Append(entry.data(), entry.size());
             placed = true;
         }
     }
     if (!placed) {  // the index's hash matched another key
-        rebuilt.append(entry);
+        rebuilt.Append(entry.data(), entry.size());
     }
     m_ownData.swap(rebuilt);
     m_begin = 0;
@@ -862,7 +859,7 @@ void ZBinaryCommStream::ReserveArrayElements(const char* key, std::size_t count,
     const std::size_t used = m_end - m_begin;
     // Elements differ in size; an eighth more keeps somewhat larger ones from doubling the buffer.
     const std::size_t wanted = used + count * entrySize + count * entrySize / 8;
-    ZString& data = MakeWritable();
+    ZByteBuffer& data = MakeWritable();
     if (data.capacity() < wanted) {
         data.reserve(wanted);
     }
@@ -979,7 +976,7 @@ bool ZBinaryCommStream::SetData(const void* data, std::size_t size) {
         ZLOG(LOGLEVEL_ERROR, "Corrupt binary stream at byte %zu: %s", errorAt + kHeaderSize, problem);
         return false;
     }
-    m_ownData.assign(body, length);
+    m_ownData.Assign(body, length);
     m_end = length;
     m_bWriteStateReady = false;
     return true;

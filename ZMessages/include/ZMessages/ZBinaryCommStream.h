@@ -7,6 +7,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "ZMessages/ZByteBuffer.h"
 #include "ZMessages/ZCommStream.h"
 
 struct ZBinaryEntry;
@@ -96,19 +97,19 @@ private:
     void LogWrongType(const char* key, const char* expected, std::uint8_t found) const;
 
     // The buffer to change: the stream's own, unshared, taken back or copied when needed.
-    ZString& MakeWritable();
+    ZByteBuffer& MakeWritable();
     // The content as a buffer that children can look at.
-    const std::shared_ptr<ZString>& Share();
+    const std::shared_ptr<ZByteBuffer>& Share();
     // Writes an entry for the key: appended when the key is new (or an array gets an element),
     // otherwise put in place of the key's entries. `fill` writes the value's bytes.
     template <class Fill>
     bool WriteEntry(const char* key, std::uint8_t type, std::size_t valueSize, Fill&& fill);
     bool WriteChild(const char* key, std::uint8_t type, const std::shared_ptr<ZCommStream>& child);
     // Puts the entry in place of the first entry of the key and drops the key's other entries.
-    void ReplaceEntries(const char* key, std::size_t keyLength, const ZString& entry);
+    void ReplaceEntries(const char* key, std::size_t keyLength, const ZByteBuffer& entry);
     void PrepareWriteState();
     void RebuildIndex();
-    void SetView(const std::shared_ptr<ZString>& data, std::size_t begin, std::size_t end);
+    void SetView(const std::shared_ptr<ZByteBuffer>& data, std::size_t begin, std::size_t end);
     // Drops what is remembered about entry positions, after they change.
     void ForgetPositions();
     // Whether the last array element appended is under the key.
@@ -119,8 +120,8 @@ private:
 
     // The content is in m_ownData while the stream keeps it to itself, and in m_pShared while it is
     // shared: borrowed from a parent (a view of part of its buffer) or lent to children.
-    ZString m_ownData;
-    std::shared_ptr<ZString> m_pShared;
+    ZByteBuffer m_ownData;
+    std::shared_ptr<ZByteBuffer> m_pShared;
     std::size_t m_begin = 0;  // this stream's range of the buffer
     std::size_t m_end = 0;
     std::size_t m_scanPos = 0;  // where the next lookup starts: after the last match
