@@ -75,8 +75,7 @@ void ZCommEndpoint::Parse(std::string_view text) {
         return;
     }
     const auto second = rest.find('/');
-    const std::string_view uid = rest.substr(0, second);
-    m_uid = ZNodeUID(ZString(uid.data(), uid.size()));
+    m_uid = ZNodeUID(rest.substr(0, second));
     if (second == std::string_view::npos) {
         m_name.clear();
     } else {

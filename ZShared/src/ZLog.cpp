@@ -95,6 +95,12 @@ ZLogLevel ZLog::StringToLogLevel(std::string_view text) {
                           std::tolower(static_cast<unsigned char>(y));
                });
     };
+    // Names as written, the usual case, are found without folding case.
+    for (int i = LOGLEVEL_NONE; i <= LOGLEVEL_ERROR; ++i) {
+        if (text == kLevelNames[i]) {
+            return static_cast<ZLogLevel>(i);
+        }
+    }
     for (int i = LOGLEVEL_NONE; i <= LOGLEVEL_ERROR; ++i) {
         const char digit[] = {static_cast<char>('0' + i), '\0'};
         if (sameLetters(text, kLevelNames[i]) || text == digit) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "ZShared/ZAllocator.h"
 #include "ZShared/ZExport.h"
@@ -15,6 +16,7 @@ public:
     explicit ZNodeUID(const char* text) : m_text(text != nullptr ? text : "") {}
     explicit ZNodeUID(const std::string& text) : m_text(text.data(), text.size()) {}
     explicit ZNodeUID(const ZString& text) : m_text(text) {}
+    explicit ZNodeUID(std::string_view text) : m_text(text.data(), text.size()) {}
     ZNodeUID(const std::string& text, std::int32_t number);
 
     const ZString& AsString() const { return m_text; }
