@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "ZMessages/ZBinaryCommStream.h"
 #include "ZMessages/ZCommStream.h"
 #include "ZShared/ZAllocator.h"
 
@@ -12,17 +13,27 @@ class ZEnvironment;
 // type, so no "class" key is spent on each element.
 namespace ZRecordArray {
 
-// One child stream serves every element: it is emptied after each is stored, which keeps a list of
-// thousands of records from making thousands of streams. The first element tells the stream how
-// much room the list will take, so that its buffer is not regrown and copied many times over.
+// A binary stream takes each record straight into its buffer as the next element. Otherwise one
+// child stream serves every element: it is emptied after each is stored, which keeps a list of
+// thousands of records from making thousands of streams. Either way the first element tells the
+// stream how much room the list will take, so that its buffer is not regrown and copied many
+// times over.
 template <class Record>
 void Write(const std::shared_ptr<ZCommStream>& stream, const char* key, const ZVector<Record>& records) {
-    std::shared_ptr<ZCommStream> child = records.empty() ? nullptr : stream->CreateChild();
-    if (!child) {
-        return;
-    }
+    ZBinaryCommStream* binary = ZBinaryCommStream::Cast(stream.get());
+    std::shared_ptr<ZCommStream> child;
     bool first = true;
     for (const auto& record : records) {
+        ZBinaryCommStream::ZElementMark mark;
+        if (binary != nullptr && binary->OpenArrayElement(key, mark)) {
+            record.Serialize(stream);
+            binary->CloseArrayElement(mark, first ? records.size() - 1 : 0);
+            first = false;
+            continue;
+        }
+        if (!child && !(child = stream->CreateChild())) {
+            return;
+        }
         record.Serialize(child);
         if (first) {
             stream->ReserveArrayElements(key, records.size(), child);

@@ -339,6 +339,7 @@ void ZBinaryCommStream::Clear() {
     m_entryCount = 0;
     m_keyBits = 0;
     m_keyIndex.clear();
+    ++m_indexEpoch;
     m_bIndexReady = false;
     ForgetPositions();
 }
@@ -359,6 +360,7 @@ void ZBinaryCommStream::SetView(const std::shared_ptr<ZByteBuffer>& data, std::s
     m_bWriteStateReady = false;
     if (!m_keyIndex.empty()) {
         m_keyIndex.clear();
+        ++m_indexEpoch;
     }
     m_bIndexReady = false;
     ForgetPositions();
@@ -389,18 +391,21 @@ ZByteBuffer& ZBinaryCommStream::MakeWritable() {
         m_pShared.reset();
         return m_ownData;
     }
-    const std::size_t size = m_end - m_begin;
+    // A view keeps only its own range; a stream that lent its buffer keeps all of it, since inside
+    // an array element written in place the content before the element is its own too.
+    const std::size_t from = m_bOwnsData ? 0 : m_begin;
+    const std::size_t size = m_end - from;
     ZByteBuffer copy;
     copy.reserve(std::max(kInitialCapacity, size + size / 2));
-    copy.Append(Bytes() + m_begin, size);
+    copy.Append(Bytes() + from, size);
     m_ownData.swap(copy);
     m_pShared.reset();
-    m_scanPos = m_scanPos >= m_begin && m_scanPos <= m_end ? m_scanPos - m_begin : 0;
-    m_readEnd -= m_begin;
+    m_scanPos = m_scanPos >= m_begin && m_scanPos <= m_end ? m_scanPos - from : m_begin - from;
+    m_readEnd -= from;
     if (m_lastArrayEntry != kNoEntry) {
-        m_lastArrayEntry -= m_begin;
+        m_lastArrayEntry -= from;
     }
-    m_begin = 0;
+    m_begin -= from;
     m_end = size;
     m_bOwnsData = true;
     return m_ownData;
@@ -417,11 +422,13 @@ void ZBinaryCommStream::PrepareWriteState() {
         m_keyBits |= KeyBit(data + entry.m_keyPos, entry.m_keyLength);
     }
     m_keyIndex.clear();
+    ++m_indexEpoch;
     m_bIndexReady = false;
     m_bWriteStateReady = true;
 }
 
 void ZBinaryCommStream::RebuildIndex() {
+    ++m_indexEpoch;
     m_keyIndex.clear();
     m_keyIndex.reserve(m_entryCount);
     const char* data = Bytes();
@@ -464,18 +471,8 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     std::uint64_t hash = 0;
     if (type == ENTRY_ARRAY_ELEMENT && IsLastArrayKey(key, keyLength)) {
         exists = existingIsArray = true;  // another element of the array being written
-    } else if (m_entryCount <= kIndexThreshold) {
-        ZBinaryEntry found;
-        exists = (m_keyBits & bit) != 0 && FindForward(key, keyLength, m_begin, found);
-        existingIsArray = exists && found.m_type == ENTRY_ARRAY_ELEMENT;
     } else {
-        if (!m_bIndexReady) {
-            RebuildIndex();
-        }
-        hash = KeyHash(key, keyLength);
-        const auto found = m_keyIndex.find(hash);
-        exists = found != m_keyIndex.end();
-        existingIsArray = exists && found->second;
+        exists = FindKeyForWriting(key, keyLength, bit, hash, existingIsArray);
     }
 
     if (exists && !(type == ENTRY_ARRAY_ELEMENT && existingIsArray)) {
@@ -497,15 +494,46 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
         m_lastArrayEntry = at;
     }
     if (m_bIndexReady && !exists) {
-        m_keyIndex.emplace(hash, type == ENTRY_ARRAY_ELEMENT);
+        m_keyIndex.emplace(hash != 0 ? hash : KeyHash(key, keyLength), type == ENTRY_ARRAY_ELEMENT);
     }
     return true;
 }
 
+// A clear fingerprint bit settles most new keys at once, however large the stream; small streams
+// are searched, large ones looked up in the index, built on first need.
+bool ZBinaryCommStream::FindKeyForWriting(const char* key, std::size_t keyLength, std::uint64_t bit,
+                                          std::uint64_t& hash, bool& isArray) {
+    hash = 0;
+    isArray = false;
+    if ((m_keyBits & bit) == 0) {
+        return false;
+    }
+    if (m_entryCount <= kIndexThreshold) {
+        ZBinaryEntry found;
+        if (!FindForward(key, keyLength, m_begin, found)) {
+            return false;
+        }
+        isArray = found.m_type == ENTRY_ARRAY_ELEMENT;
+        return true;
+    }
+    if (!m_bIndexReady) {
+        RebuildIndex();
+    }
+    hash = KeyHash(key, keyLength);
+    const auto found = m_keyIndex.find(hash);
+    if (found == m_keyIndex.end()) {
+        return false;
+    }
+    isArray = found->second;
+    return true;
+}
+
+// Inside an array element being written in place, what comes before the element is kept as it is.
 void ZBinaryCommStream::ReplaceEntries(const char* key, std::size_t keyLength, const ZByteBuffer& entry) {
     ZByteBuffer rebuilt;
-    rebuilt.reserve(m_end - m_begin + entry.size());
+    rebuilt.reserve(m_end + entry.size());
     const char* data = Bytes();
+    rebuilt.Append(data, m_begin);
     bool placed = false;
     ZBinaryEntry current;
     for (std::size_t pos = m_begin; pos < m_end && ReadEntry(data, pos, m_end, current) == nullptr;
@@ -523,9 +551,8 @@ void ZBinaryCommStream::ReplaceEntries(const char* key, std::size_t keyLength, c
         rebuilt.Append(entry.data(), entry.size());
     }
     m_ownData.swap(rebuilt);
-    m_begin = 0;
     m_end = m_ownData.size();
-    m_scanPos = 0;
+    m_scanPos = m_begin;
     ++m_generation;
     m_bWriteStateReady = false;
     ForgetPositions();
@@ -839,6 +866,99 @@ bool ZBinaryCommStream::WriteChild(const char* key, std::uint8_t type,
 
 bool ZBinaryCommStream::SerializeChild(const char* key, const std::shared_ptr<ZCommStream>& child) {
     return WriteChild(key, ENTRY_CHILD, child);
+}
+
+bool ZBinaryCommStream::OpenArrayElement(const char* key, ZElementMark& mark) {
+    if (key == nullptr) {
+        return false;
+    }
+    const std::size_t keyLength = std::strlen(key);
+    if (keyLength > kMaxKeyLength) {
+        return false;
+    }
+    ZByteBuffer& data = MakeWritable();
+    if (!m_bWriteStateReady) {
+        PrepareWriteState();
+    }
+    mark.m_keyBit = KeyBit(key, keyLength);
+    mark.m_keyHash = 0;
+    mark.m_bNewKey = false;
+    if (!IsLastArrayKey(key, keyLength)) {
+        bool isArray = false;
+        if (FindKeyForWriting(key, keyLength, mark.m_keyBit, mark.m_keyHash, isArray)) {
+            return false;  // elements of an earlier array, or another kind of value
+        }
+        mark.m_bNewKey = true;
+    }
+
+    const std::size_t headerSize = kEntryHeaderSize + keyLength + kLengthSize;
+    mark.m_entry = data.size();
+    mark.m_valuePos = mark.m_entry + headerSize;
+    char* out = data.Extend(headerSize);
+    out[0] = static_cast<char>(ENTRY_ARRAY_ELEMENT);
+    PutU16(out + 1, static_cast<std::uint16_t>(keyLength));
+    std::memcpy(out + kEntryHeaderSize, key, keyLength);
+    PutU32(out + kEntryHeaderSize + keyLength, 0);  // set on closing
+
+    mark.m_outerBegin = m_begin;
+    mark.m_outerEntryCount = m_entryCount;
+    mark.m_outerKeyBits = m_keyBits;
+    mark.m_bOuterIndexReady = m_bIndexReady;
+    mark.m_indexEpoch = m_indexEpoch;
+    m_begin = m_end = mark.m_valuePos;
+    m_entryCount = 0;
+    m_keyBits = 0;
+    m_bIndexReady = false;
+    m_scanPos = m_begin;
+    ForgetPositions();
+    return true;
+}
+
+void ZBinaryCommStream::CloseArrayElement(const ZElementMark& mark, std::size_t moreToCome) {
+    if (m_bOwnsData && m_pShared) {
+        MakeWritable();  // the record read its own stream and lent the buffer meanwhile
+    }
+    ++m_generation;
+    if (!m_bOwnsData || m_pShared || m_begin != mark.m_valuePos || m_end != m_ownData.size()) {
+        ZLOG(LOGLEVEL_ERROR, "The stream was emptied or replaced while an array element was written into it");
+        m_bWriteStateReady = false;
+        m_bIndexReady = false;
+        ForgetPositions();
+        return;
+    }
+    const std::size_t valueSize = m_end - mark.m_valuePos;
+    const bool indexTouched = m_indexEpoch != mark.m_indexEpoch;
+    m_begin = mark.m_outerBegin;
+    m_scanPos = m_begin;
+    ForgetPositions();
+    if (valueSize > kMaxValueLength) {
+        ZLOG(LOGLEVEL_ERROR, "Array element of %zu bytes too long for a binary stream", valueSize);
+        m_ownData.Truncate(mark.m_entry);
+        m_end = mark.m_entry;
+        m_entryCount = mark.m_outerEntryCount;
+        m_keyBits = mark.m_outerKeyBits;
+        m_bIndexReady = mark.m_bOuterIndexReady && !indexTouched;
+        return;
+    }
+    PutU32(m_ownData.data() + mark.m_valuePos - kLengthSize, static_cast<std::uint32_t>(valueSize));
+    m_entryCount = mark.m_outerEntryCount + 1;
+    m_keyBits = mark.m_outerKeyBits | mark.m_keyBit;
+    // Keys of a record with many of them went through the index, which then no longer holds the
+    // stream's own.
+    m_bIndexReady = mark.m_bOuterIndexReady && !indexTouched;
+    if (m_bIndexReady && mark.m_bNewKey) {
+        const char* key = m_ownData.data() + mark.m_entry + kEntryHeaderSize;
+        const std::size_t keyLength = mark.m_valuePos - kLengthSize - (mark.m_entry + kEntryHeaderSize);
+        m_keyIndex.emplace(mark.m_keyHash != 0 ? mark.m_keyHash : KeyHash(key, keyLength), true);
+    }
+    m_lastArrayEntry = mark.m_entry;
+    const std::size_t entrySize = m_end - mark.m_entry;
+    if (moreToCome > 0 && moreToCome <= kMaxValueLength / entrySize) {
+        // Elements differ in size; an eighth more keeps somewhat larger ones from doubling the
+        // buffer.
+        const std::size_t wanted = m_end + moreToCome * entrySize + moreToCome * entrySize / 8;
+        m_ownData.reserve(wanted);
+    }
 }
 
 bool ZBinaryCommStream::SerializeArrayElement(const char* key, const std::shared_ptr<ZCommStream>& child) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "ZMessages/ZJSONCommStream.h"
 #include "ZTestKit/ZCapturingLogSink.h"
@@ -380,3 +381,89 @@ TEST(ZBinaryCommStreamTest, CountsArrayElementsAndRoomMadeForThemChangesNothing)
 }
 
 }  // namespace
+
+namespace {
+
+// One record's keys, as a record's Serialize writes them: many of them when `wide` (past the size
+// at which a stream indexes its keys), and "n" twice, so that the second replaces the first.
+void WriteRecord(ZCommStream& stream, std::int32_t n, bool wide) {
+    stream.Serialize("n", 0, false);
+    stream.Serialize("name", ZString("record ") + std::to_string(n).c_str(), false);
+    for (std::int32_t k = 0; wide && k < 20; ++k) {
+        stream.Serialize(("k" + std::to_string(k)).c_str(), k, false);
+    }
+    stream.Serialize("n", n, false);
+}
+
+// Writes "before", three elements of "items", then "after" and "before" again, with each element
+// written in place when `inPlace`, else through a child.
+std::string WriteItems(bool inPlace, std::vector<bool>& taken) {
+    auto sut = ZMakeShared<ZBinaryCommStream>();
+    sut->Serialize("before", 1, false);
+    for (std::int32_t n = 0; n < 3; ++n) {
+        ZBinaryCommStream::ZElementMark mark;
+        if (inPlace && sut->OpenArrayElement("items", mark)) {
+            taken.push_back(true);
+            WriteRecord(*sut, n, n == 1);
+            sut->CloseArrayElement(mark, n == 0 ? 2 : 0);
+            continue;
+        }
+        taken.push_back(false);
+        auto child = sut->CreateChild();
+        WriteRecord(*child, n, n == 1);
+        sut->SerializeArrayElement("items", child);
+    }
+    sut->Serialize("after", 2, false);
+    sut->Serialize("before", 3, false);
+    std::string data;
+    sut->GetData(data);
+    return data;
+}
+
+}  // namespace
+
+TEST(ZBinaryCommStreamTest, ElementsWrittenInPlaceMatchElementsWrittenThroughAChild) {
+    std::vector<bool> throughChild, inPlace;
+    const std::string expected = WriteItems(false, throughChild);
+
+    const std::string data = WriteItems(true, inPlace);
+
+    EXPECT_EQ(inPlace, (std::vector<bool>{true, true, true}));
+    EXPECT_EQ(data, expected);
+    auto read = ZMakeShared<ZBinaryCommStream>();
+    ASSERT_TRUE(read->SetData(data.data(), data.size()));
+    EXPECT_EQ(read->CountArrayElements("items"), 3u);
+    std::int32_t before = 0;
+    EXPECT_TRUE(read->Deserialize("before", before));
+    EXPECT_EQ(before, 3);
+}
+
+// Elements of an earlier array go through a child, which appends them where a plain write would.
+TEST(ZBinaryCommStreamTest, AnElementIsWrittenInPlaceOnlyAsANewArrayOrTheOneBeingWritten) {
+    auto sut = ZMakeShared<ZBinaryCommStream>();
+    sut->Serialize("items", 5, false);
+    sut->SerializeArrayElement("earlier", ChildWith(*sut, "n", 1));
+    sut->SerializeArrayElement("latest", ChildWith(*sut, "n", 2));
+    sut->Serialize("between", 0, false);
+    ZBinaryCommStream::ZElementMark mark;
+
+    const bool overPlainValue = sut->OpenArrayElement("items", mark);
+    const bool intoEarlierArray = sut->OpenArrayElement("earlier", mark);
+    const bool intoLatestArray = sut->OpenArrayElement("latest", mark);
+    sut->Serialize("n", 3, false);
+    sut->CloseArrayElement(mark);
+    const bool newArray = sut->OpenArrayElement("fresh", mark);
+    sut->Serialize("n", 4, false);
+    sut->CloseArrayElement(mark);
+
+    EXPECT_FALSE(overPlainValue);
+    EXPECT_FALSE(intoEarlierArray);
+    EXPECT_TRUE(intoLatestArray);
+    EXPECT_TRUE(newArray);
+    EXPECT_EQ(sut->CountArrayElements("earlier"), 1u);
+    EXPECT_EQ(sut->CountArrayElements("latest"), 2u);
+    EXPECT_EQ(sut->CountArrayElements("fresh"), 1u);
+    std::int32_t items = 0;
+    EXPECT_TRUE(sut->Deserialize("items", items));
+    EXPECT_EQ(items, 5);
+}

@@ -69,6 +69,28 @@ public:
     // Serialize of a string given as a view.
     bool SerializeView(const char* key, std::string_view value);
 
+    // A record written straight into this stream as the next element of an array, instead of into
+    // a child that is then copied in: between OpenArrayElement and CloseArrayElement the stream
+    // takes the record's keys as a fresh child would. Open refuses (false) when the key already
+    // holds something other than the array being written; the element then goes through a child.
+    // `moreToCome` on closing asks for room for that many more elements of the same size.
+    struct ZElementMark {
+        std::size_t m_entry = 0;     // where the element's entry starts
+        std::size_t m_valuePos = 0;  // where its content starts
+        std::size_t m_outerBegin = 0;
+        std::size_t m_outerEntryCount = 0;
+        std::uint64_t m_outerKeyBits = 0;
+        std::uint64_t m_keyBit = 0;
+        std::uint64_t m_keyHash = 0;
+        std::uint64_t m_indexEpoch = 0;
+        bool m_bOuterIndexReady = false;
+        bool m_bNewKey = false;
+    };
+    bool OpenArrayElement(const char* key, ZElementMark& mark);
+    void CloseArrayElement(const ZElementMark& mark, std::size_t moreToCome = 0);
+    // The stream as a binary one, or null.
+    static ZBinaryCommStream* Cast(ZCommStream* stream) { return AsBinary(stream); }
+
     bool HasKey(const char* key) const override;
     std::size_t CountArrayElements(const char* key) const override;
     bool GetData(std::string& data) const override;
@@ -105,6 +127,10 @@ private:
     template <class Fill>
     bool WriteEntry(const char* key, std::uint8_t type, std::size_t valueSize, Fill&& fill);
     bool WriteChild(const char* key, std::uint8_t type, const std::shared_ptr<ZCommStream>& child);
+    // Whether the key has an entry, and whether that is an array element; `hash` is set to the
+    // key's index hash when the index was asked, else to 0.
+    bool FindKeyForWriting(const char* key, std::size_t keyLength, std::uint64_t bit, std::uint64_t& hash,
+                           bool& isArray);
     // Puts the entry in place of the first entry of the key and drops the key's other entries.
     void ReplaceEntries(const char* key, std::size_t keyLength, const ZByteBuffer& entry);
     void PrepareWriteState();
@@ -137,6 +163,7 @@ private:
     std::uint64_t m_keyBits = 0;
     std::unordered_map<std::uint64_t, bool> m_keyIndex;
     bool m_bIndexReady = false;
+    std::uint64_t m_indexEpoch = 0;  // counts the times the index is emptied
     // Fingerprints of the keys of every entry from m_begin to m_readEnd, gathered by reads.
     std::uint64_t m_readBits = 0;
     std::size_t m_readEnd = 0;

@@ -23,11 +23,18 @@ public:
     ~ZByteBuffer() { g_SBA.FreeMem(m_pData); }
 
     const char* data() const { return m_pData; }
+    char* data() { return m_pData; }
     std::size_t size() const { return m_size; }
     std::size_t capacity() const { return m_capacity; }
 
     // Keeps the memory for what is written next.
     void clear() { m_size = 0; }
+    // Drops the bytes from `size` on.
+    void Truncate(std::size_t size) {
+        if (size < m_size) {
+            m_size = size;
+        }
+    }
     // Gives the memory back.
     void Release() { ZByteBuffer().swap(*this); }
     void reserve(std::size_t capacity) {
