@@ -32,7 +32,8 @@ void ZCommManager::RegisterNewNodeAndManager(ZNodeUID nodeManagerUID, std::uint3
         ZASSERT(!nodeManagerUID.IsEmpty());
         m_bChanged = true;
     }
-    NewNodeManager(nodeManagerUID, sessionID, SystemVersionInfo(), exempt);
+    static const SystemVersionInfo kUnknownVersion;
+    NewNodeManager(std::move(nodeManagerUID), sessionID, kUnknownVersion, exempt);
 }
 
 void ZCommManager::RemoveNodeManagerUID(ZNodeUID nodeManagerUID) {

@@ -442,8 +442,8 @@ bool ZNodeDiscovery::OnAddNode(const std::shared_ptr<ZMessage>& request) {
             const std::string className = ToStdString(node.m_className);
             uid = ZNodeUID(className, GetNextID(className));
         }
-        ZTopologyNode record(uid, node.m_name, node.m_aliases, node.m_className, node.m_group,
-                             node.m_nodeManagerUID);
+        // The record is made where it is kept, once the node manager is known: made earlier and
+        // discarded on refusal, it would differ in nothing but the cost of a copy.
         ZLOG(LOGLEVEL_PROGRESS,
              "Registering new node - Name = <%s>; Object Class = <%s>; Group = <%s>; Node Manager = <%s>...",
              node.m_name.c_str(), node.m_className.c_str(), node.m_group.c_str(),
@@ -456,7 +456,8 @@ bool ZNodeDiscovery::OnAddNode(const std::shared_ptr<ZMessage>& request) {
         }
         ZCommManager* registry = Registry();
         registry->UpdateLastNodeManagerContact(node.m_nodeManagerUID);
-        m_pTopology->m_nodes.push_back(std::move(record));
+        m_pTopology->m_nodes.emplace_back(uid, node.m_name, node.m_aliases, node.m_className, node.m_group,
+                                          node.m_nodeManagerUID);
         const auto session = registry->GetSessionID(node.m_nodeManagerUID);
         registry->RegisterNewNodeAndManager(node.m_nodeManagerUID, session, uid, false);
         node.m_uid = uid;
