@@ -1,5 +1,7 @@
 #include "NodeBase/ZTopologyNode.h"
 
+#include <utility>
+
 #include "NodeBase/ZNodeToolsMetadata.h"
 #include "ZCoreConfigs/ZConfig.h"
 #include "ZMessages/ZCommStream.h"
@@ -113,9 +115,9 @@ bool ZTopologyNode::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
     stream->Deserialize("aliases", m_aliases);
     stream->Deserialize("group", m_group);
     ZString text;
-    m_uid = stream->Deserialize("uid", text) ? ZNodeUID(text) : ZNodeUID();
+    m_uid = stream->Deserialize("uid", text) ? ZNodeUID(std::move(text)) : ZNodeUID();
     text.clear();
-    m_nodeManagerUID = stream->Deserialize("nodeManagerUID", text) ? ZNodeUID(text) : ZNodeUID();
+    m_nodeManagerUID = stream->Deserialize("nodeManagerUID", text) ? ZNodeUID(std::move(text)) : ZNodeUID();
     stream->Deserialize("class", m_className);
     text.clear();
     stream->Deserialize("logLevel", text);
@@ -126,8 +128,8 @@ bool ZTopologyNode::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
     stream->Deserialize("ConfigFileName", m_configFileName);
     if (!m_configFileName.empty() && !stream->m_bFileAccess) {
         ZLOG_WITH(stream->m_logLevel, ClassName(), LOGLEVEL_WARNING,
-                  "Node <%s>: ConfigFileName <%s> ignored, files are not read for this stream", m_name.c_str(),
-                  m_configFileName.c_str());
+                  "Node <%s>: ConfigFileName <%s> ignored, files are not read for this stream",
+                  m_name.c_str(), m_configFileName.c_str());
         m_configFileName.clear();
     }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "ZShared/ZAllocator.h"
 #include "ZShared/ZExport.h"
@@ -16,6 +17,7 @@ public:
     explicit ZNodeUID(const char* text) : m_text(text != nullptr ? text : "") {}
     explicit ZNodeUID(const std::string& text) : m_text(text.data(), text.size()) {}
     explicit ZNodeUID(const ZString& text) : m_text(text) {}
+    explicit ZNodeUID(ZString&& text) : m_text(std::move(text)) {}
     explicit ZNodeUID(std::string_view text) : m_text(text.data(), text.size()) {}
     ZNodeUID(const std::string& text, std::int32_t number);
 
