@@ -178,6 +178,32 @@ inline __attribute__((always_inline)) bool SameKey(const char* a, const char* b,
     return true;
 }
 
+// Copies a few bytes, as keys and most values are, with overlapping word moves instead of a call
+// to memcpy, which costs more than the copy at these sizes.
+inline __attribute__((always_inline)) void CopyBytes(char* out, const char* in, std::size_t size) {
+    if (size >= 8 && size <= 16) {
+        std::uint64_t head;
+        std::uint64_t tail;
+        std::memcpy(&head, in, 8);
+        std::memcpy(&tail, in + size - 8, 8);
+        std::memcpy(out, &head, 8);
+        std::memcpy(out + size - 8, &tail, 8);
+    } else if (size >= 4 && size < 8) {
+        std::uint32_t head;
+        std::uint32_t tail;
+        std::memcpy(&head, in, 4);
+        std::memcpy(&tail, in + size - 4, 4);
+        std::memcpy(out, &head, 4);
+        std::memcpy(out + size - 4, &tail, 4);
+    } else if (size < 4) {
+        for (std::size_t i = 0; i < size; ++i) {
+            out[i] = in[i];
+        }
+    } else {
+        std::memcpy(out, in, size);
+    }
+}
+
 // Reads the entry at `pos`, never past `end`. Null on success, else what is wrong with it. Inlined:
 // key searches call it for every entry they pass.
 inline __attribute__((always_inline)) const char* ReadEntry(const char* data, std::size_t pos,
@@ -455,7 +481,7 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     const auto writeHeader = [&](char* out) {
         out[0] = static_cast<char>(type);
         PutU16(out + 1, static_cast<std::uint16_t>(keyLength));
-        std::memcpy(out + kEntryHeaderSize, key, keyLength);
+        CopyBytes(out + kEntryHeaderSize, key, keyLength);
         if (prefixed) {
             PutU32(out + kEntryHeaderSize + keyLength, static_cast<std::uint32_t>(valueSize));
         }
@@ -472,7 +498,7 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     if (type == ENTRY_ARRAY_ELEMENT && IsLastArrayKey(key, keyLength)) {
         exists = existingIsArray = true;  // another element of the array being written
     } else {
-        exists = FindKeyForWriting(key, keyLength, bit, hash, existingIsArray);
+        exists = (m_keyBits & bit) != 0 && FindKeyForWriting(key, keyLength, bit, hash, existingIsArray);
     }
 
     if (exists && !(type == ENTRY_ARRAY_ELEMENT && existingIsArray)) {
@@ -740,12 +766,12 @@ bool ZBinaryCommStream::Serialize(const char* key, bool value, bool) {
 
 bool ZBinaryCommStream::Serialize(const char* key, const ZString& value, bool) {
     return WriteEntry(key, ENTRY_STRING, value.size(),
-                      [&value](char* out) { std::memcpy(out, value.data(), value.size()); });
+                      [&value](char* out) { CopyBytes(out, value.data(), value.size()); });
 }
 
 bool ZBinaryCommStream::SerializeView(const char* key, std::string_view value) {
     return WriteEntry(key, ENTRY_STRING, value.size(),
-                      [value](char* out) { std::memcpy(out, value.data(), value.size()); });
+                      [value](char* out) { CopyBytes(out, value.data(), value.size()); });
 }
 
 bool ZBinaryCommStream::Serialize(const char* key, const char* value, bool) {
@@ -754,7 +780,7 @@ bool ZBinaryCommStream::Serialize(const char* key, const char* value, bool) {
     }
     const std::size_t length = std::strlen(value);
     return WriteEntry(key, ENTRY_STRING, length,
-                      [value, length](char* out) { std::memcpy(out, value, length); });
+                      [value, length](char* out) { CopyBytes(out, value, length); });
 }
 
 bool ZBinaryCommStream::Serialize(const char* key, const ZStringList& value, bool) {
@@ -885,7 +911,8 @@ bool ZBinaryCommStream::OpenArrayElement(const char* key, ZElementMark& mark) {
     mark.m_bNewKey = false;
     if (!IsLastArrayKey(key, keyLength)) {
         bool isArray = false;
-        if (FindKeyForWriting(key, keyLength, mark.m_keyBit, mark.m_keyHash, isArray)) {
+        if ((m_keyBits & mark.m_keyBit) != 0 &&
+            FindKeyForWriting(key, keyLength, mark.m_keyBit, mark.m_keyHash, isArray)) {
             return false;  // elements of an earlier array, or another kind of value
         }
         mark.m_bNewKey = true;
@@ -897,7 +924,7 @@ bool ZBinaryCommStream::OpenArrayElement(const char* key, ZElementMark& mark) {
     char* out = data.Extend(headerSize);
     out[0] = static_cast<char>(ENTRY_ARRAY_ELEMENT);
     PutU16(out + 1, static_cast<std::uint16_t>(keyLength));
-    std::memcpy(out + kEntryHeaderSize, key, keyLength);
+    CopyBytes(out + kEntryHeaderSize, key, keyLength);
     PutU32(out + kEntryHeaderSize + keyLength, 0);  // set on closing
 
     mark.m_outerBegin = m_begin;
