@@ -178,23 +178,25 @@ inline __attribute__((always_inline)) bool SameKey(const char* a, const char* b,
     return true;
 }
 
-// Copies a few bytes, as keys and most values are, with overlapping word moves instead of a call
-// to memcpy, which costs more than the copy at these sizes.
+// Copies `size` bytes, at least one word and at most two, as the word at each end (overlapping in
+// the middle).
+template <class Word>
+inline __attribute__((always_inline)) void CopyEnds(char* out, const char* in, std::size_t size) {
+    Word head;
+    Word tail;
+    std::memcpy(&head, in, sizeof(Word));
+    std::memcpy(&tail, in + size - sizeof(Word), sizeof(Word));
+    std::memcpy(out, &head, sizeof(Word));
+    std::memcpy(out + size - sizeof(Word), &tail, sizeof(Word));
+}
+
+// Copies a few bytes, as keys and most values are, with word moves instead of a call to memcpy,
+// which costs more than the copy at these sizes.
 inline __attribute__((always_inline)) void CopyBytes(char* out, const char* in, std::size_t size) {
     if (size >= 8 && size <= 16) {
-        std::uint64_t head;
-        std::uint64_t tail;
-        std::memcpy(&head, in, 8);
-        std::memcpy(&tail, in + size - 8, 8);
-        std::memcpy(out, &head, 8);
-        std::memcpy(out + size - 8, &tail, 8);
+        CopyEnds<std::uint64_t>(out, in, size);
     } else if (size >= 4 && size < 8) {
-        std::uint32_t head;
-        std::uint32_t tail;
-        std::memcpy(&head, in, 4);
-        std::memcpy(&tail, in + size - 4, 4);
-        std::memcpy(out, &head, 4);
-        std::memcpy(out + size - 4, &tail, 4);
+        CopyEnds<std::uint32_t>(out, in, size);
     } else if (size < 4) {
         for (std::size_t i = 0; i < size; ++i) {
             out[i] = in[i];
