@@ -3,10 +3,12 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +20,8 @@
 namespace {
 
 constexpr const char* kMosquitto = "/usr/sbin/mosquitto";
+// How long a broker asked to stop may take before it is killed.
+constexpr int kStopGraceMs = 5000;
 
 int FreeLoopbackPort() {
     const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
@@ -149,11 +153,25 @@ bool ZTestBroker::Start(std::string* error, std::chrono::milliseconds timeout) {
     return problem.empty();
 }
 
+// A broker asked to stop is given a few seconds and then killed: one caught by the signal while
+// it was still starting up has been seen to keep waiting for network events, and a test must
+// never hang on its broker. The wait is on the process's descriptor, so it ends as soon as the
+// broker does.
 void ZTestBroker::Reap(int signal) {
     if (m_pid <= 0) {
         return;
     }
+    const int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
     ::kill(m_pid, signal);
+    if (signal != SIGKILL) {
+        pollfd exited{pidfd, POLLIN, 0};
+        if (pidfd < 0 || ::poll(&exited, 1, kStopGraceMs) != 1) {
+            ::kill(m_pid, SIGKILL);
+        }
+    }
+    if (pidfd >= 0) {
+        ::close(pidfd);
+    }
     int status = 0;
     ::waitpid(m_pid, &status, 0);
     m_pid = -1;
