@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fstream>
 
 #include "NodeBase/ZNodeToolsMetadata.h"
@@ -26,18 +27,6 @@ std::vector<std::string> Keys(const std::shared_ptr<ZCommStream>& stream,
 
 ZTopologyNode Radar() {
     return ZTopologyNode(ZNodeUID("Radar1"), "radar", {"r"}, "ZRadar", "front", ZNodeUID("NM1"));
-}
-
-TEST(ZTopologyNodeTest, SixArgumentConstructorAndText) {
-    ZTopologyNode sut(ZNodeUID("U"), "name", {}, "ZClass", "", ZNodeUID("M"));
-
-    EXPECT_STREQ(sut.ClassName(), "ZTopologyNode");
-    EXPECT_EQ(sut.m_className, "ZClass");
-    EXPECT_EQ(sut.m_nodeLogLevel, LOGLEVEL_NONE);
-    EXPECT_TRUE(sut.m_configFileName.empty());
-    EXPECT_EQ(sut.m_pConfig, nullptr);
-    EXPECT_EQ(sut.m_pToolsMetadata, nullptr);
-    EXPECT_EQ(sut.AsString(), ".ZClass.name(U)");  // an empty group keeps its dot
 }
 
 TEST(ZTopologyNodeTest, CopiesShareConfigAndMetadataButNotTheLogChannel) {
@@ -83,40 +72,52 @@ TEST(ZTopologyNodeTest, WritesItsEightKeysInOrderWithoutConfigOrMetadata) {
     EXPECT_EQ(read.AsString(), Radar().AsString());
 }
 
-TEST(ZTopologyNodeTest, AConfigWithAFileNameGoesIntoThatFileAndComesBackFromIt) {
+// A stream without file access stands for a transport's payload: a record read from it must not
+// make the node read or write files.
+TEST(ZTopologyNodeTest, AConfigWithAFileNameGoesIntoThatFileOnlyWhereFilesMayBeTouched) {
     const std::string path = ::testing::TempDir() + "/radar-config.json";
+    std::remove(path.c_str());
     ZTopologyNode original = Radar();
     auto system = ZMakeShared<ZSystemParams>();
     system->m_nodeManagerTimeoutSecs = 42;
     original.m_pConfig = system;
     original.m_configFileName = path.c_str();
+    auto payload = ZTestJsonStream();
+    payload->m_bFileAccess = false;
     auto stream = ZTestJsonStream();
 
+    original.Serialize(payload);
+    const bool writtenForPayload = std::ifstream(path).good();
     original.Serialize(stream);
 
+    EXPECT_FALSE(writtenForPayload);
+    EXPECT_TRUE(payload->HasKey("config"));
     EXPECT_FALSE(stream->HasKey("config"));
     auto file = ZTestJsonStream();
     ASSERT_TRUE(file->SetDataFromFile(path.c_str()));
     EXPECT_EQ(Keys(file, {"config", "name", "class"}), std::vector<std::string>{"config"});
-    ZTopologyNode sut;
-    sut.Deserialize(stream);
-    auto read = std::dynamic_pointer_cast<ZSystemParams>(sut.m_pConfig);
-    ASSERT_NE(read, nullptr);
-    EXPECT_EQ(read->m_nodeManagerTimeoutSecs, 42);
+    ZScopedLogCapture capture;
+    for (const auto& read : {stream, payload}) {
+        ZTopologyNode sut;
+        sut.Deserialize(read);
+        const auto config = std::dynamic_pointer_cast<ZSystemParams>(sut.m_pConfig);
+        ASSERT_NE(config, nullptr);
+        EXPECT_EQ(config->m_nodeManagerTimeoutSecs, 42);
+        EXPECT_EQ(sut.m_configFileName.empty(), read == payload);
+    }
+    EXPECT_EQ(capture->Count("files are not read for this stream", LOGLEVEL_WARNING), 1u);
+    std::remove(path.c_str());
 }
 
 TEST(ZTopologyNodeTest, AbsentKeysKeepValuesExceptTheUIDs) {
     ZTopologyNode sut = Radar();
-    auto stream = ZTestJsonStream(R"({"group": "rear"})");
+    auto stream = ZTestJsonStream(R"({"group": ""})");
 
     sut.Deserialize(stream);
 
-    EXPECT_EQ(sut.m_group, "rear");
-    EXPECT_EQ(sut.m_name, "radar");
-    EXPECT_EQ(sut.m_className, "ZRadar");
-    EXPECT_TRUE(sut.m_uid.IsEmpty());
+    EXPECT_EQ(sut.AsString(), ".ZRadar.radar()");  // an empty group keeps its dot
     EXPECT_TRUE(sut.m_nodeManagerUID.IsEmpty());
-    EXPECT_EQ(sut.m_nodeLogLevel, LOGLEVEL_NONE);
+    EXPECT_EQ(sut.m_aliases, ZStringList{"r"});
     EXPECT_FALSE(sut.Deserialize(nullptr));
 }
 

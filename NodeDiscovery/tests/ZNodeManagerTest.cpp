@@ -73,6 +73,14 @@ ZNodeManagerConfig::ZHostedNode Node(const char* name, const char* uid = "",
     return node;
 }
 
+ZNodeManagerConfig::ZConnection Connection(const char* from, const char* to, const char* fromGroup = "") {
+    ZNodeManagerConfig::ZConnection connection;
+    ZNodeManagerConfig::ParseEndpoint(from, connection.m_from);
+    ZNodeManagerConfig::ParseEndpoint(to, connection.m_to);
+    connection.m_fromGroup = fromGroup;
+    return connection;
+}
+
 // The in-process transport in a broker's order of things: it connects only when asked, and keeps the
 // last will it is given, which it cannot send (false, as the in-process transport answers).
 class ZWillKeepingComm : public ZNodeCommLocal {
@@ -153,14 +161,11 @@ class ZNodeManagerDiscoveryTest : public ::testing::Test {
 protected:
     ZNodeManagerDiscoveryTest()
         : m_pBus(std::make_shared<ZLocalBus>()),
-          m_pDiscoveryComm(std::make_shared<ZNodeCommLocal>(m_pBus)),
           m_pClients(std::make_shared<ZNodeCommLocal>(m_pBus)),
           m_topoChanged(m_pClients, Discovery(EP_STATUS, "topochanged")),
           m_nodesDisconnected(m_pClients, Discovery(EP_STATUS, "nodesdisconnected")),
           m_requests(m_pClients) {
-        m_pDiscovery = ZMakeShared<ZNodeDiscovery>("discovery");
-        m_pDiscovery->SetMasterNodeManagerUID(ZNodeUID("Master"));
-        EXPECT_TRUE(m_pDiscovery->Initialize(m_pDiscoveryComm, nullptr, m_pDiscovery->GetUID()));
+        StartDiscovery();
     }
     ~ZNodeManagerDiscoveryTest() override {
         for (auto& [uid, manager] : m_managers) {
@@ -195,9 +200,11 @@ protected:
     ZNodeManager& Manager(const std::string& uid) { return *m_managers.at(uid); }
     ZWillKeepingComm& CommOf(const std::string& uid) { return *m_comms.at(uid); }
 
-    // A discovery node that has forgotten everything, as a restarted process would have.
-    void RestartDiscovery() {
-        m_pDiscovery->StopAction(true);
+    // A discovery node that knows nothing yet, as a newly started process has.
+    void StartDiscovery() {
+        if (m_pDiscovery) {
+            m_pDiscovery->StopAction(true);
+        }
         m_pDiscoveryComm = std::make_shared<ZNodeCommLocal>(m_pBus);
         m_pDiscovery = ZMakeShared<ZNodeDiscovery>("discovery");
         m_pDiscovery->SetMasterNodeManagerUID(ZNodeUID("Master"));
@@ -259,13 +266,6 @@ protected:
         }
         return uids;
     }
-    std::size_t Warnings() {
-        std::size_t count = 0;
-        for (const auto& record : m_log->Records()) {
-            count += record.level >= LOGLEVEL_WARNING ? 1 : 0;
-        }
-        return count;
-    }
 
     ZManualClock m_clock;
     ZScopedLogCapture m_log;
@@ -285,11 +285,7 @@ protected:
 TEST_F(ZNodeManagerDiscoveryTest, RegistersInOrderAndLeavesAWholeGraphAndAFreeLock) {
     auto config = Config("M", {Node("a"), Node("b", "Fixed1"), Node("c")});
     config->m_modules = {"/opt/z/libRadar.so"};
-    ZNodeManagerConfig::ZConnection connection;
-    ZNodeManagerConfig::ParseEndpoint("status/Fixed1/scan", connection.m_from);
-    ZNodeManagerConfig::ParseEndpoint("control/ZManagedNode1/show", connection.m_to);
-    connection.m_fromGroup = "G";
-    config->m_connections = {connection};
+    config->m_connections = {Connection("status/Fixed1/scan", "control/ZManagedNode1/show", "G")};
     auto& sut = Start(config);
 
     Run();
@@ -303,13 +299,9 @@ TEST_F(ZNodeManagerDiscoveryTest, RegistersInOrderAndLeavesAWholeGraphAndAFreeLo
     EXPECT_EQ(sut.GetRegistrationCount(), 1u);
     EXPECT_EQ(sut.GetMasterNodeManagerUIDFromDiscovery(), ZNodeUID("Master"));
     EXPECT_EQ(GraphUIDs(), (Strings{"M", "ZManagedNode1", "Fixed1", "ZManagedNode2"}));
-    const auto nodes = sut.GetHostedNodes();
-    EXPECT_EQ(nodes[0]->GetUID(), ZNodeUID("ZManagedNode1"));
-    EXPECT_EQ(nodes[2]->GetUID(), ZNodeUID("ZManagedNode2"));
+    EXPECT_EQ(sut.GetHostedNodes()[2]->GetUID(), ZNodeUID("ZManagedNode2"));  // as the graph numbered it
     const auto& graph = *m_pDiscovery->GetTopology();
-    EXPECT_EQ(graph.m_nodes[2].m_className, "ZManagedNode");
-    EXPECT_EQ(graph.m_nodes[2].m_name, "b");
-    EXPECT_EQ(graph.m_nodes[2].m_group, "G");
+    EXPECT_EQ(graph.m_nodes[2].AsString(), "G.ZManagedNode.b(Fixed1)");
     EXPECT_EQ(graph.m_nodes[2].m_nodeManagerUID, ZNodeUID("M"));
     EXPECT_EQ(graph.m_plugins, ZStringList{"Radar"});
     ASSERT_EQ(graph.m_edges.size(), 1u);
@@ -319,7 +311,7 @@ TEST_F(ZNodeManagerDiscoveryTest, RegistersInOrderAndLeavesAWholeGraphAndAFreeLo
     EXPECT_EQ(sut.GetTopoChangedCount(), 1u);
     EXPECT_TRUE(m_pDiscovery->GetLockOwner().IsEmpty());
     EXPECT_TRUE(RegistryKnows("ZManagedNode2"));
-    EXPECT_EQ(Warnings(), 0u);
+    EXPECT_EQ(m_log->Count("", LOGLEVEL_WARNING) + m_log->Count("", LOGLEVEL_ERROR), 0u);
     EXPECT_TRUE(m_log->Contains(
         "Node manager <M> running: <3> nodes, <1> plug-ins, <1> connections registered", LOGLEVEL_PROGRESS));
 }
@@ -339,10 +331,7 @@ TEST_F(ZNodeManagerDiscoveryTest, SignOfLifeKeepsAnIdleManagerAliveWhileASilentO
     EXPECT_EQ(m_requests.From("Idle", "findnode").size(), 11u);  // every 3.33 s, seen in 250 ms steps
     EXPECT_TRUE(m_requests.From("Silent", "findnode").empty());
     EXPECT_FALSE(RegistryKnows("Silent"));
-    EXPECT_EQ(m_log->Count(" - Node Manager <Silent> now considered dead", LOGLEVEL_WARNING), 1u);
-    EXPECT_EQ(m_log->Count("now considered dead"), 1u);
-    ASSERT_EQ(m_nodesDisconnected.Count(), 1u);
-    EXPECT_EQ(Disconnected(0), (Strings{"Silent", "ZManagedNode2"}));
+    EXPECT_EQ(m_nodesDisconnected.Count(), 1u);
     EXPECT_EQ(Manager("Idle").GetNodesDisconnectedCount(), 1u);
     EXPECT_EQ(Manager("Idle").GetLastDisconnectedUIDs(), (Strings{"Silent", "ZManagedNode2"}));
     EXPECT_EQ(Manager("Idle").GetTopoChangedCount(), 3u);  // two registrations, one removal
@@ -362,27 +351,17 @@ TEST_F(ZNodeManagerDiscoveryTest, LockContentionMakesTheSecondAskAgainSoonUntilT
     EXPECT_EQ(Manager("First").GetState(), NMSTATE_RUNNING);
     EXPECT_EQ(Manager("Second").GetState(), NMSTATE_RUNNING);
     // While the lock is held, Second asks again every 50 to 150 ms, counting its attempts.
-    Strings retries;
-    for (const auto& record : m_log->Records()) {
-        if (record.level == LOGLEVEL_WARNING &&
-            record.text.find("refused registration") != std::string::npos) {
-            retries.push_back(record.text);
-        }
-    }
-    ASSERT_GE(retries.size(), 3u);
+    const std::size_t retries = m_log->Count("refused registration attempt", LOGLEVEL_WARNING);
+    ASSERT_GE(retries, 3u);
+    EXPECT_TRUE(
+        m_log->Contains("Discovery node ZNodeDiscovery1 refused registration attempt 3 of <Second> "
+                        "(locked by another node manager); retrying in 0.",
+                        LOGLEVEL_WARNING));
     const auto session = std::to_string(Manager("Second").GetSessionID());
     Strings attempts{"session=" + session + " attempt=0"};
-    for (std::size_t i = 1; i <= retries.size(); ++i) {
+    for (std::size_t i = 1; i <= retries; ++i) {
         const auto wait = ZNodeManager::LockedRetryWait(ZNodeUID("Second"), static_cast<std::int32_t>(i));
-        EXPECT_GE(wait, milliseconds(50));
-        EXPECT_LE(wait, milliseconds(150));
-        EXPECT_EQ(retries[i - 1].rfind("Discovery node ZNodeDiscovery1 refused registration attempt " +
-                                           std::to_string(i) +
-                                           " of <Second> (locked by another node manager); "
-                                           "retrying in 0.",
-                                       0),
-                  0u)
-            << retries[i - 1];
+        EXPECT_TRUE(wait >= milliseconds(50) && wait <= milliseconds(150)) << i;
         attempts.push_back("session=" + session + " attempt=" + std::to_string(i + 1));
     }
     EXPECT_EQ(m_requests.From("Second", "addnodemanager"), attempts);
@@ -390,31 +369,6 @@ TEST_F(ZNodeManagerDiscoveryTest, LockContentionMakesTheSecondAskAgainSoonUntilT
               ZNodeManager::LockedRetryWait(ZNodeUID("Second"), 1));
     EXPECT_EQ(GraphUIDs(), (Strings{"First", "ZManagedNode1", "Second", "ZManagedNode2"}));
     EXPECT_TRUE(m_pDiscovery->GetLockOwner().IsEmpty());
-}
-
-TEST_F(ZNodeManagerDiscoveryTest, StopTakesTheManagerAndItsNodesOutOfTheGraph) {
-    Start(Config("Leaving", {Node("a"), Node("b", "B1")}));
-    Run();
-    Start(Config("Staying", {Node("c")}));
-    Run();
-    const std::size_t topoChanges = m_topoChanged.Count();
-
-    Manager("Leaving").Stop();
-    Run();
-
-    EXPECT_EQ(Manager("Leaving").GetState(), NMSTATE_STOPPED);
-    EXPECT_EQ(m_requests.From("Leaving").back(), "Leaving removenodemanager");
-    EXPECT_EQ(GraphUIDs(), (Strings{"Staying", "ZManagedNode2"}));
-    EXPECT_FALSE(RegistryKnows("Leaving"));
-    EXPECT_FALSE(RegistryKnows("B1"));
-    EXPECT_EQ(m_log->Count("Removing node manager: UID = <Leaving> ", LOGLEVEL_WARNING), 1u);
-    ASSERT_EQ(m_nodesDisconnected.Count(), 1u);
-    EXPECT_EQ(Disconnected(0), (Strings{"Leaving", "ZManagedNode1", "B1"}));
-    EXPECT_EQ(Manager("Staying").GetLastDisconnectedUIDs(), (Strings{"Leaving", "ZManagedNode1", "B1"}));
-    EXPECT_EQ(m_topoChanged.Count(), topoChanges);
-    for (const auto& node : Manager("Leaving").GetHostedNodes()) {
-        EXPECT_TRUE(node->IsStopped());
-    }
 }
 
 TEST_F(ZNodeManagerDiscoveryTest, ForgottenManagerRegistersAgainOnItsNextSignOfLife) {
@@ -455,9 +409,6 @@ TEST_F(ZNodeManagerDiscoveryTest, RestartWithANewSessionReplacesTheOldNodes) {
     auto& restarted = Start(Config("M", {Node("a"), Node("b", "B1")}));
     Run();
 
-    EXPECT_EQ(m_log->Count("Node manager has old session in graph, will remove old instance: UID = <M>",
-                           LOGLEVEL_WARNING),
-              1u);
     ASSERT_EQ(m_nodesDisconnected.Count(), 1u);
     EXPECT_EQ(Disconnected(0), (Strings{"M", "ZManagedNode1", "B1"}));
     EXPECT_EQ(restarted.GetState(), NMSTATE_RUNNING);
@@ -488,10 +439,7 @@ TEST_F(ZNodeManagerDiscoveryTest, LastWillOfALostManagerRemovesItAtOnceSayingWhy
 
 TEST_F(ZNodeManagerDiscoveryTest, RestartedDiscoveryGetsEveryManagerBackButAFirstSightingChangesNothing) {
     auto config = Config("M", {Node("a"), Node("b", "B1")});
-    ZNodeManagerConfig::ZConnection connection;
-    ZNodeManagerConfig::ParseEndpoint("status/B1/scan", connection.m_from);
-    ZNodeManagerConfig::ParseEndpoint("control/ZManagedNode1/show", connection.m_to);
-    config->m_connections = {connection};
+    config->m_connections = {Connection("status/B1/scan", "control/ZManagedNode1/show")};
     auto& sut = Start(config);
     Start(Config("K", {Node("c")}));
     RunFor(milliseconds(1000));  // K waits for M's lock
@@ -505,7 +453,7 @@ TEST_F(ZNodeManagerDiscoveryTest, RestartedDiscoveryGetsEveryManagerBackButAFirs
                            LOGLEVEL_PROGRESS),
               2u);  // one line per manager
 
-    RestartDiscovery();
+    StartDiscovery();
     PublishOnline(true, 2002);
     RunFor(milliseconds(1000));
     PublishOnline(true, 2002);  // told twice, registers once
@@ -521,12 +469,14 @@ TEST_F(ZNodeManagerDiscoveryTest, RestartedDiscoveryGetsEveryManagerBackButAFirs
 }
 
 // A manager hosting the discovery node, as a host process runs it.
-TEST(ZNodeManagerHostingDiscoveryTest, DiscoveryNodeStartsFirstWithTheManagerAsItsMaster) {
+TEST(ZNodeManagerHostingDiscoveryTest, DiscoveryNodeStartsFirstAsItsMasterAndIsSaidOnlineWhileItRuns) {
     ZManualClock clock;
     ZScopedLogCapture log;
     auto bus = std::make_shared<ZLocalBus>();
-    auto comm = std::make_shared<ZNodeCommLocal>(bus);
-    ZRecordingSubscriber topoChanged(comm, Discovery(EP_STATUS, "topochanged"));
+    auto comm = std::make_shared<ZWillKeepingComm>(bus);
+    auto observer = std::make_shared<ZNodeCommLocal>(bus);
+    ZRecordingSubscriber online(observer, Discovery(EP_STATUS, "online"));
+    ZRecordingSubscriber topoChanged(observer, Discovery(EP_STATUS, "topochanged"));
     auto config = ZMakeShared<ZNodeManagerConfig>();
     config->m_uid = ZNodeUID("DiscoveryNM");
     config->m_nodes = {Node("discovery", "", "ZNodeDiscovery"), Node("a")};
@@ -534,34 +484,6 @@ TEST(ZNodeManagerHostingDiscoveryTest, DiscoveryNodeStartsFirstWithTheManagerAsI
     ASSERT_TRUE(sut->Load(config));
     const auto discovery = std::dynamic_pointer_cast<ZNodeDiscovery>(sut->GetHostedNodes()[0]);
     ASSERT_NE(discovery, nullptr);
-
-    ASSERT_TRUE(sut->StartManual(comm));
-    ZPumpDriver driver;
-    driver.RunUntilQuiet(std::vector<ZNode*>{sut.get(), discovery.get()});
-
-    EXPECT_EQ(discovery->GetMasterNodeManagerUID(), ZNodeUID("DiscoveryNM"));
-    EXPECT_EQ(discovery->GetUID(), ZNodeUID("ZNodeDiscovery1"));
-    EXPECT_EQ(sut->GetState(), NMSTATE_RUNNING);
-    EXPECT_EQ(sut->GetMasterNodeManagerUIDFromDiscovery(), ZNodeUID("DiscoveryNM"));
-    ASSERT_EQ(discovery->GetTopology()->m_nodes.size(), 2u);  // the manager and its plain node
-    EXPECT_EQ(discovery->GetTopology()->m_nodes[1].m_uid, ZNodeUID("ZManagedNode1"));
-    EXPECT_EQ(topoChanged.Count(), 1u);
-    sut->Stop();
-    EXPECT_TRUE(discovery->IsStopped());
-}
-
-TEST(ZNodeManagerHostingDiscoveryTest, HostSaysTheDiscoveryNodeIsOnlineWhileItRunsAndWillsItOffline) {
-    ZManualClock clock;
-    ZScopedLogCapture log;
-    auto bus = std::make_shared<ZLocalBus>();
-    auto comm = std::make_shared<ZWillKeepingComm>(bus);
-    auto observer = std::make_shared<ZNodeCommLocal>(bus);
-    ZRecordingSubscriber online(observer, Discovery(EP_STATUS, "online"));
-    auto config = ZMakeShared<ZNodeManagerConfig>();
-    config->m_uid = ZNodeUID("DiscoveryNM");
-    config->m_nodes = {Node("discovery", "", "ZNodeDiscovery"), Node("a")};
-    auto sut = ZMakeShared<ZNodeManager>("DiscoveryNM");
-    ASSERT_TRUE(sut->Load(config));
     const auto text = [](const std::shared_ptr<ZMessage>& message) {
         const auto status = std::dynamic_pointer_cast<ZOnlineStatusMsg>(message);
         return status ? std::string(status->m_bOnline ? "online " : "offline ") +
@@ -571,10 +493,18 @@ TEST(ZNodeManagerHostingDiscoveryTest, HostSaysTheDiscoveryNodeIsOnlineWhileItRu
 
     ASSERT_TRUE(sut->StartManual(comm));
     ZPumpDriver driver;
-    driver.RunUntilQuiet(std::vector<ZNode*>{sut.get(), sut->GetHostedNodes()[0].get()});
+    driver.RunUntilQuiet(std::vector<ZNode*>{sut.get(), discovery.get()});
     const auto started = online.Last<ZOnlineStatusMsg>();
+    EXPECT_EQ(sut->GetState(), NMSTATE_RUNNING);
     sut->Stop();
 
+    EXPECT_EQ(discovery->GetMasterNodeManagerUID(), ZNodeUID("DiscoveryNM"));
+    EXPECT_EQ(discovery->GetUID(), ZNodeUID("ZNodeDiscovery1"));
+    EXPECT_EQ(sut->GetMasterNodeManagerUIDFromDiscovery(), ZNodeUID("DiscoveryNM"));
+    ASSERT_EQ(discovery->GetTopology()->m_nodes.size(), 2u);  // the manager and its plain node
+    EXPECT_EQ(discovery->GetTopology()->m_nodes[1].m_uid, ZNodeUID("ZManagedNode1"));
+    EXPECT_EQ(topoChanged.Count(), 1u);
+    EXPECT_TRUE(discovery->IsStopped());
     ASSERT_EQ(online.Count(), 2u);
     EXPECT_EQ(text(started), "online DiscoveryNM retained");
     EXPECT_EQ(text(online.Messages()[1]), "offline DiscoveryNM retained");

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "ZMessages/ZBinaryCommStream.h"
+#include "ZMessages/ZCommEndpoint.h"
 #include "ZTestKit/ZCapturingLogSink.h"
 
 namespace {
@@ -21,16 +21,7 @@ std::string TextOf(const ZJSONCommStream& stream) {
     return text;
 }
 
-TEST(ZJSONCommStreamTest, IsReadableByDefault) {
-    ZJSONCommStream sut;
-
-    EXPECT_TRUE(sut.m_bEnumsAsText);
-    EXPECT_STREQ(sut.m_logSource, "ZJSONCommStream");
-    EXPECT_FALSE(sut.IsCompact());
-    EXPECT_EQ(TextOf(sut), "{}");
-}
-
-TEST(ZJSONCommStreamTest, WritesIndentedTextInTheOrderKeysWereWritten) {
+TEST(ZJSONCommStreamTest, WritesIndentedTextInTheOrderKeysWereWrittenAndEnumsByName) {
     auto sut = ZMakeShared<ZJSONCommStream>();
     auto element = sut->CreateChild();
     element->Serialize("z", true, false);
@@ -39,6 +30,7 @@ TEST(ZJSONCommStreamTest, WritesIndentedTextInTheOrderKeysWereWritten) {
     sut->Serialize("list", ZStringList{"x", "y"}, false);
     sut->SerializeArrayElement("items", element);
     sut->Serialize("alpha", "text", false);
+    sut->SerializeEnum("type", EP_CONTROL);
     sut->Serialize("zeta", 2, false);
 
     const std::string pretty = TextOf(*sut);
@@ -58,22 +50,11 @@ TEST(ZJSONCommStreamTest, WritesIndentedTextInTheOrderKeysWereWritten) {
               "      \"a\": 1.5\n"
               "    }\n"
               "  ],\n"
-              "  \"alpha\": \"text\"\n"
+              "  \"alpha\": \"text\",\n"
+              "  \"type\": \"control\"\n"
               "}");
-    EXPECT_EQ(compact, R"({"zeta":2,"list":["x","y"],"items":[{"z":true,"a":1.5}],"alpha":"text"})");
-    EXPECT_TRUE(sut->CreateChild() != nullptr);
-}
-
-TEST(ZJSONCommStreamTest, KeyOrderSurvivesParsingAndChildren) {
-    const std::string text = R"({"b":1,"a":{"y":2,"x":3},"c":[{"q":1,"p":2}]})";
-    auto sut = Parsed(text);
-    sut->SetCompact(true);
-    std::shared_ptr<ZCommStream> child;
-    ASSERT_TRUE(sut->DeserializeChild("a", child));
-
-    sut->SerializeChild("d", child);
-
-    EXPECT_EQ(TextOf(*sut), R"({"b":1,"a":{"y":2,"x":3},"c":[{"q":1,"p":2}],"d":{"y":2,"x":3}})");
+    EXPECT_EQ(compact,
+              R"({"zeta":2,"list":["x","y"],"items":[{"z":true,"a":1.5}],"alpha":"text","type":"control"})");
 }
 
 TEST(ZJSONCommStreamTest, FloatsAreWrittenWithTheFewestDigitsThatReadBack) {
@@ -187,30 +168,6 @@ TEST(ZJSONCommStreamTest, TextThatIsNotUTF8IsWrittenWithReplacements) {
               "{\"bad\":\"a\xef\xbf\xbd"
               "b\"}");
     EXPECT_EQ(capture->Count("not UTF-8", LOGLEVEL_WARNING), 1u);
-}
-
-TEST(ZJSONCommStreamTest, ChildrenOfAnotherKindAreRefused) {
-    ZJSONCommStream sut;
-    ZScopedLogCapture capture;
-
-    EXPECT_FALSE(sut.SerializeChild("child", ZMakeShared<ZBinaryCommStream>()));
-    EXPECT_FALSE(sut.SerializeArrayElement("array", ZMakeShared<ZBinaryCommStream>()));
-
-    EXPECT_FALSE(sut.HasKey("child"));
-    EXPECT_FALSE(sut.HasKey("array"));
-    EXPECT_EQ(capture->Count("<ZBinaryCommStream>", LOGLEVEL_ERROR), 2u);
-}
-
-TEST(ZJSONCommStreamTest, ReadingFillsAChildOfAnotherKindWithANewOne) {
-    auto sut = Parsed(R"({"child":{"n":4}})");
-    std::shared_ptr<ZCommStream> child = ZMakeShared<ZBinaryCommStream>();
-
-    ASSERT_TRUE(sut->DeserializeChild("child", child));
-
-    std::int32_t n = 0;
-    EXPECT_STREQ(child->ClassName(), "ZJSONCommStream");
-    EXPECT_TRUE(child->Deserialize("n", n));
-    EXPECT_EQ(n, 4);
 }
 
 }  // namespace
