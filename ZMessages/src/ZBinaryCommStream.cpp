@@ -500,7 +500,7 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     if (type == ENTRY_ARRAY_ELEMENT && IsLastArrayKey(key, keyLength)) {
         exists = existingIsArray = true;  // another element of the array being written
     } else {
-        exists = (m_keyBits & bit) != 0 && FindKeyForWriting(key, keyLength, bit, hash, existingIsArray);
+        exists = (m_keyBits & bit) != 0 && FindKeyForWriting(key, keyLength, hash, existingIsArray);
     }
 
     if (exists && !(type == ENTRY_ARRAY_ELEMENT && existingIsArray)) {
@@ -527,15 +527,11 @@ bool ZBinaryCommStream::WriteEntry(const char* key, std::uint8_t type, std::size
     return true;
 }
 
-// A clear fingerprint bit settles most new keys at once, however large the stream; small streams
-// are searched, large ones looked up in the index, built on first need.
-bool ZBinaryCommStream::FindKeyForWriting(const char* key, std::size_t keyLength, std::uint64_t bit,
-                                          std::uint64_t& hash, bool& isArray) {
+// Small streams are searched, large ones looked up in the index, built on first need.
+bool ZBinaryCommStream::FindKeyForWriting(const char* key, std::size_t keyLength, std::uint64_t& hash,
+                                          bool& isArray) {
     hash = 0;
     isArray = false;
-    if ((m_keyBits & bit) == 0) {
-        return false;
-    }
     if (m_entryCount <= kIndexThreshold) {
         ZBinaryEntry found;
         if (!FindForward(key, keyLength, m_begin, found)) {
@@ -913,8 +909,7 @@ bool ZBinaryCommStream::OpenArrayElement(const char* key, ZElementMark& mark) {
     mark.m_bNewKey = false;
     if (!IsLastArrayKey(key, keyLength)) {
         bool isArray = false;
-        if ((m_keyBits & mark.m_keyBit) != 0 &&
-            FindKeyForWriting(key, keyLength, mark.m_keyBit, mark.m_keyHash, isArray)) {
+        if ((m_keyBits & mark.m_keyBit) != 0 && FindKeyForWriting(key, keyLength, mark.m_keyHash, isArray)) {
             return false;  // elements of an earlier array, or another kind of value
         }
         mark.m_bNewKey = true;

@@ -128,9 +128,9 @@ private:
     bool WriteEntry(const char* key, std::uint8_t type, std::size_t valueSize, Fill&& fill);
     bool WriteChild(const char* key, std::uint8_t type, const std::shared_ptr<ZCommStream>& child);
     // Whether the key has an entry, and whether that is an array element; `hash` is set to the
-    // key's index hash when the index was asked, else to 0.
-    bool FindKeyForWriting(const char* key, std::size_t keyLength, std::uint64_t bit, std::uint64_t& hash,
-                           bool& isArray);
+    // key's index hash when the index was asked, else to 0. Callers ask only when the key's
+    // fingerprint bit is set: a clear bit settles a new key without the call.
+    bool FindKeyForWriting(const char* key, std::size_t keyLength, std::uint64_t& hash, bool& isArray);
     // Puts the entry in place of the first entry of the key and drops the key's other entries.
     void ReplaceEntries(const char* key, std::size_t keyLength, const ZByteBuffer& entry);
     void PrepareWriteState();
