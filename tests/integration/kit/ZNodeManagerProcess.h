@@ -31,6 +31,8 @@ public:
     // SIGTERM: the node manager leaves the topology and exits; its exit code, or -1.
     int Stop(std::chrono::milliseconds timeout) { return m_process.Stop(timeout); }
     bool IsRunning() { return m_process.IsRunning(); }
+    // Waits for the program to end by itself: its exit code, or -1 while it still runs.
+    int WaitExit(std::chrono::milliseconds timeout) { return m_process.WaitExit(timeout); }
 
     const ZHostConfig& Config() const { return m_config; }
     const std::string& UID() const { return m_config.UID(); }

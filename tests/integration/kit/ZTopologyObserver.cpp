@@ -142,6 +142,17 @@ std::string ZTopologyObserver::RemovalReason(const std::string& nodeManagerUID) 
     return std::string();
 }
 
+std::vector<std::string> ZTopologyObserver::RemovalReasons(const std::string& nodeManagerUID) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<std::string> reasons;
+    for (const auto& [uid, reason] : m_removals) {
+        if (uid == nodeManagerUID) {
+            reasons.push_back(reason);
+        }
+    }
+    return reasons;
+}
+
 std::size_t ZTopologyObserver::ConnectCount() const {
     return m_pComm ? static_cast<std::size_t>(m_pComm->GetStats().m_connects) : 0;
 }

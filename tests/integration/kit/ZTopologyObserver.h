@@ -42,6 +42,8 @@ public:
     // The reason of the latest removal of the node manager in the removal history; empty when it
     // holds none.
     std::string RemovalReason(const std::string& nodeManagerUID) const;
+    // The reasons of every removal of the node manager that the history holds, oldest first.
+    std::vector<std::string> RemovalReasons(const std::string& nodeManagerUID) const;
     // Connections made to the broker so far, the first one included.
     std::size_t ConnectCount() const;
 
