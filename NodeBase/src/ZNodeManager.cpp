@@ -557,11 +557,15 @@ bool ZNodeManager::OnIdle() {
             break;
         case NMSTATE_RUNNING:
             if (const auto connections = GetComm()->GetConnectionCount(); connections != m_connectionsSeen) {
+                // The first connection of a transport that connects in the background loses nothing.
+                const bool reconnected = m_connectionsSeen != 0;
                 m_connectionsSeen = connections;
-                ZLOG(LOGLEVEL_PROGRESS,
-                     "Node manager <%s> reconnected: asking whether it is still registered",
-                     GetUID().c_str());
-                StartRegistration(true);
+                if (reconnected) {
+                    ZLOG(LOGLEVEL_PROGRESS,
+                         "Node manager <%s> reconnected: asking whether it is still registered",
+                         GetUID().c_str());
+                    StartRegistration(true);
+                }
             } else if (now >= m_nextSignOfLife) {
                 SendSignOfLife();
             }
