@@ -19,6 +19,7 @@
 #include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "NodeBase/ZTopologyMsg.h"
+#include "NodeComm/ZBrokerAddress.h"
 #include "NodeComm/ZNodeComm.h"
 #include "NodeComm/ZTransportFactory.h"
 #include "ZCoreConfigs/ZCommsParams.h"
@@ -38,7 +39,8 @@ constexpr const char* kExitCodes =
     "  0  done\n"
     "  1  the discovery node answered no (not found, lock denied, removal refused, no master)\n"
     "  2  usage error or bad argument\n"
-    "  3  no answer within the time-out, or the broker cannot be reached";
+    "  3  no answer within the time-out, or the broker cannot be reached\n"
+    "  4  the broker refused the credentials or the client";
 
 volatile std::sig_atomic_t g_stopSignal = 0;
 
@@ -81,7 +83,13 @@ std::shared_ptr<ZNodeComm> MakeTransport(const std::string& url, const std::stri
     // limit is the one that matters.
     params->nMaxMessageBytes = kMaxAnswerBytes;
     auto comm = ZTransportFactory::Make(*params, clientUID, error);
+    if (comm) {
+        comm->m_logLevel = 0;  // every failure is ztopo's one line
+    }
     if (comm && !comm->IsConnected() && !comm->Connect()) {
+        if (!comm->GetRefusal().empty()) {
+            return comm;  // refused for good: the caller says so, apart from an unreachable broker
+        }
         error = "no connection within " + std::to_string(timeout.count()) + " ms";
         return nullptr;
     }
@@ -219,8 +227,13 @@ int ZTopoCommand::Run(const std::vector<std::string>& args) {
     std::string error;
     auto comm = m_connector ? m_connector(options.m_broker, clientUID, options.Timeout(), error) : nullptr;
     if (!comm) {
-        m_err << "ztopo: cannot reach the broker <" << options.m_broker << ">: " << error << "\n";
+        m_err << "ztopo: cannot reach the broker <" << ZBrokerAddress::Redact(options.m_broker)
+              << ">: " << error << "\n";
         return ZTOPO_EXIT_NO_ANSWER;
+    }
+    if (const std::string refusal = comm->GetRefusal(); !refusal.empty()) {
+        m_err << "ztopo: " << refusal << "\n";
+        return ZTOPO_EXIT_DENIED;
     }
     m_pRequest = std::make_unique<ZTopologyRequest>(comm, ZNodeUID(options.m_discovery), ZNodeUID(clientUID));
     m_pRequest->SetStep(m_step);
@@ -255,7 +268,8 @@ int ZTopoCommand::Dispatch(const std::string& subcommand) {
 
 int ZTopoCommand::NoAnswer(const char* what) const {
     m_err << "ztopo: no answer to " << what << " from the discovery node <" << m_pOptions->m_discovery
-          << "> within " << m_pOptions->m_timeoutSecs << " s (broker <" << m_pOptions->m_broker << ">)\n";
+          << "> within " << m_pOptions->m_timeoutSecs << " s (broker <"
+          << ZBrokerAddress::Redact(m_pOptions->m_broker) << ">)\n";
     return ZTOPO_EXIT_NO_ANSWER;
 }
 

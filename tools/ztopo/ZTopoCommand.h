@@ -20,6 +20,7 @@ enum ZTopoExit : int {
     ZTOPO_EXIT_REFUSED = 1,    // the discovery node answered no: not found, lock denied, ...
     ZTOPO_EXIT_USAGE = 2,      // bad command line or argument
     ZTOPO_EXIT_NO_ANSWER = 3,  // no answer within the time-out, or no transport
+    ZTOPO_EXIT_DENIED = 4,     // the broker turned the credentials or the client away
 };
 
 // The ztopo program without its process: parses a command line, reaches the discovery node through
