@@ -56,7 +56,7 @@ std::string ZBrokerAddress::Redact(const std::string& url) {
 bool ZBrokerAddress::Parse(const std::string& url, std::string& error) {
     const std::string shown = Redact(url);
     const auto fail = [&](const std::string& why) {
-        error = "\"TransportURL\" <" + shown + ">: " + why;
+        error = "<" + shown + ">: " + why;
         return false;
     };
     std::string rest;

@@ -54,7 +54,8 @@ ZNodeCommMQTT::~ZNodeCommMQTT() {
 
 bool ZNodeCommMQTT::Configure(const ZCommsParams& params, const std::string& clientID) {
     ZBrokerAddress address;
-    if (!address.Parse(ToStd(params.TransportURL), m_error)) {
+    if (std::string why; !address.Parse(ToStd(params.TransportURL), why)) {
+        m_error = "\"TransportURL\" " + why;
         return false;
     }
     std::string why;

@@ -4,10 +4,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "NodeBase/ZDiscoveryFindNodeMsg.h"
@@ -15,6 +17,7 @@
 #include "NodeBase/ZDiscoveryLockUnlockMsg.h"
 #include "NodeBase/ZDiscoveryMasterNodeManagerUIDMsg.h"
 #include "NodeBase/ZDiscoveryRequestMasterNodeManagerUIDMsg.h"
+#include "NodeBase/ZNodeManager.h"
 #include "NodeBase/ZNodeUIDMsg.h"
 #include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
@@ -40,7 +43,8 @@ constexpr const char* kExitCodes =
     "  1  the discovery node answered no (not found, lock denied, removal refused, no master)\n"
     "  2  usage error or bad argument\n"
     "  3  no answer within the time-out, or the broker cannot be reached\n"
-    "  4  the broker refused the credentials or the client";
+    "  4  the broker refused the credentials or the client\n"
+    "  5  the output could not be written";
 
 volatile std::sig_atomic_t g_stopSignal = 0;
 
@@ -163,13 +167,15 @@ void ZTopoCommand::AddOptions(CLI::App& app) {
     app.footer(kExitCodes);
     app.require_subcommand(1);
     app.fallthrough();
+    app.set_version_flag("--version", std::string("ztopo ") + ZNodeManager::kFrameworkVersion);
     app.add_option("--broker", options.m_broker, "Broker URL")
         ->envname("ZTOPO_BROKER")
         ->type_name("URL")
         ->capture_default_str()
         ->check(CLI::Validator(
             [](std::string& url) {
-                return url.empty() ? std::string("the broker URL is empty") : std::string();
+                std::string why;
+                return ZBrokerAddress().Parse(url, why) ? std::string() : why;
             },
             "URL"));
     app.add_option("--discovery", options.m_discovery, "UID of the discovery node")
@@ -219,8 +225,14 @@ int ZTopoCommand::Run(const std::vector<std::string>& args) {
     }
     try {
         app.parse(static_cast<int>(argv.size()), argv.data());
-    } catch (const CLI::ParseError& e) {
+    } catch (const CLI::CallForHelp& e) {
         return app.exit(e, m_out, m_err) == 0 ? ZTOPO_EXIT_OK : ZTOPO_EXIT_USAGE;
+    } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e, m_out, m_err) == 0 ? ZTOPO_EXIT_OK : ZTOPO_EXIT_USAGE;
+    } catch (const CLI::CallForVersion& e) {
+        return app.exit(e, m_out, m_err) == 0 ? ZTOPO_EXIT_OK : ZTOPO_EXIT_USAGE;
+    } catch (const CLI::ParseError& e) {
+        return Usage(app, args, e.what());
     }
 
     const std::string clientUID = ClientUID();
@@ -240,7 +252,28 @@ int ZTopoCommand::Run(const std::vector<std::string>& args) {
     const int exitCode = Dispatch(app.get_subcommands().front()->get_name());
     m_pRequest.reset();
     m_out.flush();
+    if (!m_out) {
+        m_err << "ztopo: cannot write the answer: " << std::strerror(errno) << "\n";
+        return ZTOPO_EXIT_OUTPUT;
+    }
     return exitCode;
+}
+
+int ZTopoCommand::Usage(const CLI::App& app, const std::vector<std::string>& args,
+                        const std::string& what) const {
+    // CLI11 finds no subcommand in a word it does not know; say which word that was.
+    for (std::size_t i = 1; i < args.size() && app.get_subcommands().empty(); ++i) {
+        const std::string& word = args[i];
+        const bool takesValue = word == "--broker" || word == "--discovery" || word == "--timeout";
+        if (takesValue) {
+            ++i;
+        } else if (!word.empty() && word[0] != '-') {
+            m_err << "ztopo: unknown subcommand <" << word << ">; ztopo --help lists them\n";
+            return ZTOPO_EXIT_USAGE;
+        }
+    }
+    m_err << "ztopo: " << what << "; ztopo --help tells more\n";
+    return ZTOPO_EXIT_USAGE;
 }
 
 int ZTopoCommand::Dispatch(const std::string& subcommand) {

@@ -16,7 +16,8 @@ class Z_EXPORT ZBrokerAddress {
 public:
     static constexpr const char* kPasswordVariable = "ZBROKER_PASSWORD";
 
-    // False, with the reason, for a URL that cannot be used or a password file that cannot be read.
+    // False, with "<URL>: reason", for a URL that cannot be used or a password file that cannot be
+    // read.
     bool Parse(const std::string& url, std::string& error);
     // The URL with its password, if any, written as "***".
     std::string Shown() const { return m_shown; }
