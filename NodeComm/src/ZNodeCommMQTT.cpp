@@ -64,13 +64,7 @@ bool ZNodeCommMQTT::Configure(const ZCommsParams& params, const std::string& cli
         return false;
     }
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_url = address.Shown();
-    m_host = address.m_host;
-    m_port = address.m_port;
-    m_user = address.m_user;
-    m_password = address.m_password;
-    m_bTLS = address.m_bTLS;
-    m_caFile = address.m_caFile;
+    m_address = address;
     m_clientID = clientID;
     m_connectTryTimeoutSecs = params.ConnectTryTimeoutSecs > 0 ? params.ConnectTryTimeoutSecs : 1.2f;
     m_connectRetries = params.ConnectRetries > 0 ? params.ConnectRetries : 1;
@@ -110,7 +104,7 @@ bool ZNodeCommMQTT::Connect() {
     // Connect and Shutdown run one at a time; libmosquitto's own locks are never taken while
     // m_mutex is held here, since its callbacks take m_mutex under them.
     std::lock_guard<std::mutex> connecting(m_connectMutex);
-    if (m_host.empty()) {
+    if (m_address.m_host.empty()) {
         ZLOG(LOGLEVEL_ERROR, "Not configured: no broker to connect to");
         return false;
     }
@@ -138,8 +132,8 @@ bool ZNodeCommMQTT::Connect() {
         StopClient();
         return false;
     }
-    ZLOG(LOGLEVEL_ERROR, "Broker <%s> not reached within %d tries of %.1f s", m_url.c_str(), m_connectRetries,
-         static_cast<double>(m_connectTryTimeoutSecs));
+    ZLOG(LOGLEVEL_ERROR, "Broker <%s> not reached within %d tries of %.1f s", m_address.Shown().c_str(),
+         m_connectRetries, static_cast<double>(m_connectTryTimeoutSecs));
     StopClient();
     return false;
 }
@@ -157,15 +151,17 @@ bool ZNodeCommMQTT::StartClient() {
     mosquitto_message_callback_set(client, &ZNodeCommMQTT::OnMessageCallback);
     mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
     mosquitto_reconnect_delay_set(client, 1, 8, true);
-    if (!m_user.empty()) {
-        mosquitto_username_pw_set(client, m_user.c_str(), m_password.empty() ? nullptr : m_password.c_str());
+    if (!m_address.m_user.empty()) {
+        mosquitto_username_pw_set(client, m_address.m_user.c_str(),
+                                  m_address.m_password.empty() ? nullptr : m_address.m_password.c_str());
     }
-    if (m_bTLS) {
-        const int rc = m_caFile.empty()
-                           ? mosquitto_tls_set(client, nullptr, kSystemCAPath, nullptr, nullptr, nullptr)
-                           : mosquitto_tls_set(client, m_caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
+    if (m_address.m_bTLS) {
+        const int rc =
+            m_address.m_caFile.empty()
+                ? mosquitto_tls_set(client, nullptr, kSystemCAPath, nullptr, nullptr, nullptr)
+                : mosquitto_tls_set(client, m_address.m_caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
         if (rc != MOSQ_ERR_SUCCESS) {
-            ZLOG(LOGLEVEL_ERROR, "TLS for <%s>: %s", m_url.c_str(), mosquitto_strerror(rc));
+            ZLOG(LOGLEVEL_ERROR, "TLS for <%s>: %s", m_address.Shown().c_str(), mosquitto_strerror(rc));
             mosquitto_destroy(client);
             return false;
         }
@@ -196,10 +192,11 @@ bool ZNodeCommMQTT::StartClient() {
         mosquitto_destroy(client);
         return false;
     }
-    const int rc = mosquitto_connect_async(client, m_host.c_str(), m_port, m_keepAliveSecs);
+    const int rc =
+        mosquitto_connect_async(client, m_address.m_host.c_str(), m_address.m_port, m_keepAliveSecs);
     if (rc != MOSQ_ERR_SUCCESS) {
-        ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background", m_url.c_str(),
-             rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
+        ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background",
+             m_address.Shown().c_str(), rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
     }
     return true;
 }
@@ -503,7 +500,7 @@ void ZNodeCommMQTT::HandleConnect(int rc) {
         // Bad credentials and a client the broker does not authorise do not get better by asking
         // again; a broker that is not ready yet may.
         const bool final = rc == kConnackBadCredentials || rc == kConnackNotAuthorised;
-        ZLOG(LOGLEVEL_ERROR, "Broker <%s> refused the connection: %s%s", m_url.c_str(),
+        ZLOG(LOGLEVEL_ERROR, "Broker <%s> refused the connection: %s%s", m_address.Shown().c_str(),
              mosquitto_connack_string(rc), final ? " Not trying again." : "");
         if (final) {
             Refuse(rc);
@@ -536,8 +533,8 @@ void ZNodeCommMQTT::HandleConnect(int rc) {
             m_droppedSinceConnect = 0;
         }
         ZLOG(m_stats.m_connects > 1 ? LOGLEVEL_WARNING : LOGLEVEL_PROGRESS,
-             "Connected to <%s> as <%s>; %zu subscription(s), %zu message(s) waiting", m_url.c_str(),
-             m_clientID.c_str(), m_topics.size(), m_buffer.size());
+             "Connected to <%s> as <%s>; %zu subscription(s), %zu message(s) waiting",
+             m_address.Shown().c_str(), m_clientID.c_str(), m_topics.size(), m_buffer.size());
         m_bConnected = true;
         m_connectedChanged.notify_all();
     }
@@ -549,7 +546,7 @@ void ZNodeCommMQTT::HandleDisconnect(int rc) {
     m_bConnected = false;
     m_connectedChanged.notify_all();
     if (!m_bStopping && m_refusal.empty()) {
-        ZLOG(LOGLEVEL_WARNING, "Lost the broker <%s> (%s); reconnecting", m_url.c_str(),
+        ZLOG(LOGLEVEL_WARNING, "Lost the broker <%s> (%s); reconnecting", m_address.Shown().c_str(),
              rc == MOSQ_ERR_CONN_LOST ? "connection lost" : mosquitto_strerror(rc));
     }
 }
@@ -605,8 +602,9 @@ void ZNodeCommMQTT::Refuse(int rc) {
     mosquitto* client = nullptr;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_refusal = "broker <" + m_url + "> refused " +
-                    (m_user.empty() ? std::string("a client without credentials") : "user <" + m_user + ">") +
+        m_refusal = "broker <" + m_address.Shown() + "> refused " +
+                    (m_address.m_user.empty() ? std::string("a client without credentials")
+                                              : "user <" + m_address.m_user + ">") +
                     ": " + mosquitto_connack_string(rc);
         refusal = m_refusal;
         onRefused = m_onRefused;

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "NodeComm/ZBrokerAddress.h"
 #include "NodeComm/ZNodeComm.h"
 
 class ZCommsParams;
@@ -113,14 +114,8 @@ private:
     void StopClient();
 
     std::string m_error;
-    std::string m_url;
     std::string m_clientID;
-    std::string m_host;
-    int m_port = 1883;
-    std::string m_user;
-    std::string m_password;
-    bool m_bTLS = false;
-    std::string m_caFile;
+    ZBrokerAddress m_address;
     int m_keepAliveSecs = 30;
     std::chrono::milliseconds m_deliveryTimeout{5000};
     float m_connectTryTimeoutSecs = 1.2f;
