@@ -31,6 +31,9 @@ public:
     // SIGTERM: the node manager leaves the topology and exits; its exit code, or -1.
     int Stop(std::chrono::milliseconds timeout) { return m_process.Stop(timeout); }
     bool IsRunning() { return m_process.IsRunning(); }
+    // The exit code once it has exited, as ZChildProcess gives it; -1 while it runs.
+    int WaitExit(std::chrono::milliseconds timeout) { return m_process.WaitExit(timeout); }
+    pid_t Pid() const { return m_process.Pid(); }
 
     const ZHostConfig& Config() const { return m_config; }
     const std::string& UID() const { return m_config.UID(); }
