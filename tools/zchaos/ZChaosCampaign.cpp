@@ -334,6 +334,13 @@ void ZChaosCampaign::Step(int number) {
     const auto hold = outage ? milliseconds((m_options.m_deadTimeSecs + 2) * 1000) : milliseconds(0);
     const ZSettled settled = Settle(&expected, hold);
     Report("step " + std::to_string(number), what, settled, violations);
+    // Older instances that left as they should are judged; they need no more looks.
+    for (auto& slot : m_pSystem->Managers()) {
+        auto& older = slot->Superseded();
+        older.erase(std::remove_if(older.begin(), older.end(),
+                                   [](const auto& instance) { return !instance->m_pProcess->IsRunning(); }),
+                    older.end());
+    }
 }
 
 std::string ZChaosCampaign::StartDue(int number, std::vector<bool>& started,
