@@ -19,6 +19,7 @@
 #include "NodeBase/ZNodeToolsMetadata.h"
 #include "NodeBase/ZNodeUIDMsg.h"
 #include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZNumberingMsg.h"
 #include "NodeBase/ZOnlineStatusMsg.h"
 #include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
@@ -54,6 +55,7 @@ struct NodeBaseClasses {
         ZClassRegistration<ZNodesDisconnectedMsg>::Register("ZMessage");
         ZClassRegistration<ZOnlineStatusMsg>::Register("ZMessage");
         ZClassRegistration<ZRemovalHistoryMsg>::Register("ZMessage");
+        ZClassRegistration<ZNumberingMsg>::Register("ZMessage");
         ZClassRegistration<ZNodeManagerConfig>::Register("ZConfig");
         ZClassRegistration<ZNodeManager>::Register("ZNode");
     }

@@ -53,6 +53,10 @@ ZCommEndpoint ZCommEnabledObject::GetEndpoint(ZEndpointType type, const char* na
 }
 
 bool ZCommEnabledObject::Subscribe(const ZCommEndpoint& endpoint, Callback callback) {
+    return SubscribeQueued(endpoint, std::move(callback));
+}
+
+bool ZCommEnabledObject::SubscribeQueued(const ZCommEndpoint& endpoint, Callback callback) {
     if (!callback) {
         ZLOG(LOGLEVEL_WARNING, "No handler for <%s>", endpoint.AsString().c_str());
         return false;

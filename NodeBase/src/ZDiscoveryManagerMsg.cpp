@@ -44,6 +44,15 @@ bool ZDiscoveryManagerMsg::Serialize(const std::shared_ptr<ZCommStream>& stream)
     stream->Serialize("sessionID", m_sessionID, false);
     stream->Serialize("bAlreadyRegistered", m_bAlreadyRegistered, false);
     stream->Serialize("bRegistered", m_bRegistered, false);
+    if (m_startID != 0) {
+        stream->Serialize("startID", m_startID, false);
+    }
+    if (m_bSuperseded) {
+        stream->Serialize("bSuperseded", m_bSuperseded, false);
+    }
+    if (m_nodeManagerTimeoutSecs != 0) {
+        stream->Serialize("NodeManagerTimeoutSecs", m_nodeManagerTimeoutSecs, false);
+    }
     return true;
 }
 
@@ -59,5 +68,8 @@ bool ZDiscoveryManagerMsg::Deserialize(const std::shared_ptr<ZCommStream>& strea
     stream->Deserialize("sessionID", m_sessionID);
     stream->Deserialize("bAlreadyRegistered", m_bAlreadyRegistered);
     stream->Deserialize("bRegistered", m_bRegistered);
+    stream->Deserialize("startID", m_startID);
+    stream->Deserialize("bSuperseded", m_bSuperseded);
+    stream->Deserialize("NodeManagerTimeoutSecs", m_nodeManagerTimeoutSecs);
     return true;
 }

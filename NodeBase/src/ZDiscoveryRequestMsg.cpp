@@ -9,6 +9,9 @@ bool ZDiscoveryRequestMsg::Serialize(const std::shared_ptr<ZCommStream>& stream)
     stream->Serialize("group", m_group, false);
     stream->Serialize("nodeManagerUID", m_nodeManagerUID.AsString(), false);
     stream->Serialize("uid", m_uid.AsString(), false);
+    if (m_bNumbered) {
+        stream->Serialize("bNumbered", m_bNumbered, false);
+    }
     return true;
 }
 
@@ -23,5 +26,6 @@ bool ZDiscoveryRequestMsg::Deserialize(const std::shared_ptr<ZCommStream>& strea
     if (ZString text; stream->Deserialize("uid", text)) {
         m_uid = ZNodeUID(text);
     }
+    stream->Deserialize("bNumbered", m_bNumbered);
     return true;
 }

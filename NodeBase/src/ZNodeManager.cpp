@@ -238,6 +238,7 @@ void ZNodeManager::OnConnecting() {
         auto removal = ZMakeShared<ZRemoveNodeManagerMsg>();
         removal->m_nodeManagerUID = GetUID();
         removal->m_reason = kConnectionLost;
+        removal->m_startID = m_startID;
         endpoint = ZCommEndpoint(m_discoveryUID, EP_CONTROL, "removenodemanager");
         will = removal;
     }
@@ -347,6 +348,7 @@ void ZNodeManager::LeaveTopology() {
     }
     auto request = ZMakeShared<ZRemoveNodeManagerMsg>();
     request->m_nodeManagerUID = GetUID();
+    request->m_startID = m_startID;
     ZLOG(LOGLEVEL_PROGRESS, "Node manager <%s> leaves the topology of discovery node <%s>", GetUID().c_str(),
          m_discoveryUID.c_str());
     SendRequest("removenodemanager", request);
@@ -433,15 +435,57 @@ std::int32_t ZNodeManager::GetDeadTimeSecs() const {
 }
 
 std::chrono::milliseconds ZNodeManager::GetSignOfLifePeriod() const {
-    const std::chrono::milliseconds period(static_cast<std::int64_t>(GetDeadTimeSecs()) * 1000 / 3);
+    const std::int32_t discovery = m_discoveryDeadTimeSecs.load();
+    const std::int32_t deadTime = discovery != 0 ? discovery : GetDeadTimeSecs();
+    const std::chrono::milliseconds period(static_cast<std::int64_t>(deadTime) * 1000 / 3);
     return std::max(period, kShortestSignOfLifePeriod);
 }
 
-void ZNodeManager::StartRegistration() {
-    m_sessionID = NewSessionID(m_sessionID);
+void ZNodeManager::SetOnSuperseded(std::function<void()> onSuperseded) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_onSuperseded = std::move(onSuperseded);
+}
+
+void ZNodeManager::FollowDeadTime(std::int32_t discoverySecs) {
+    if (discoverySecs == 0 || m_discoveryDeadTimeSecs.exchange(discoverySecs) == discoverySecs) {
+        return;
+    }
+    const std::int32_t own = GetDeadTimeSecs();
+    if (own != discoverySecs) {
+        ZLOG(LOGLEVEL_WARNING,
+             "Node manager <%s> is configured with a dead time of %d s, discovery node <%s> applies %d s: "
+             "the sign of life follows the discovery node (every %g s)",
+             GetUID().c_str(), static_cast<int>(own), m_discoveryUID.c_str(), static_cast<int>(discoverySecs),
+             Seconds(GetSignOfLifePeriod()));
+    }
+}
+
+void ZNodeManager::StartRegistration(bool keepSession) {
+    if (!keepSession) {
+        m_sessionID = NewSessionID(m_sessionID);
+    }
+    m_bVerifying = keepSession;
+    // Any registration finds out what a reconnection may have cost.
+    m_connectionsSeen = GetComm()->GetConnectionCount();
     m_attempt = 0;
     SetState(NMSTATE_REGISTERING);
     SendRegistration();
+}
+
+void ZNodeManager::Supersede() {
+    ZLOG(LOGLEVEL_ERROR,
+         "Node manager <%s> (start <%lld>) was replaced by a newer start of the same node manager: this one "
+         "stops competing",
+         GetUID().c_str(), static_cast<long long>(m_startID.load()));
+    SetState(NMSTATE_SUPERSEDED);
+    std::function<void()> onSuperseded;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        onSuperseded = m_onSuperseded;
+    }
+    if (onSuperseded) {
+        onSuperseded();
+    }
 }
 
 void ZNodeManager::SendRegistration() {
@@ -458,10 +502,11 @@ void ZNodeManager::SendRegistration() {
     }
     request->m_remoteTimeUs = WallClockUs();
     request->m_sessionID = m_sessionID;
+    request->m_startID = m_startID;
     request->SetResponseRequested(true);
     // A repeat says which attempt it is, so that a discovery node that registered an earlier
-    // attempt of the same session still answers.
-    request->SetDeliveryInfo(m_attempt > 1 ? m_attempt : 0);
+    // attempt of the same session still answers; so does every check of a session.
+    request->SetDeliveryInfo(m_attempt > 1 || m_bVerifying ? m_attempt : 0);
     m_wait = WAIT_ANSWER;
     m_deadline = ZPlatform::SteadyNow() + Backoff(m_attempt);
     ZLOG(LOGLEVEL_PROGRESS,
@@ -511,11 +556,22 @@ bool ZNodeManager::OnIdle() {
             }
             break;
         case NMSTATE_RUNNING:
-            if (now >= m_nextSignOfLife) {
+            if (const auto connections = GetComm()->GetConnectionCount(); connections != m_connectionsSeen) {
+                // The first connection of a transport that connects in the background loses nothing.
+                const bool reconnected = m_connectionsSeen != 0;
+                m_connectionsSeen = connections;
+                if (reconnected) {
+                    ZLOG(LOGLEVEL_PROGRESS,
+                         "Node manager <%s> reconnected: asking whether it is still registered",
+                         GetUID().c_str());
+                    StartRegistration(true);
+                }
+            } else if (now >= m_nextSignOfLife) {
                 SendSignOfLife();
             }
             break;
         case NMSTATE_STOPPED:
+        case NMSTATE_SUPERSEDED:
             break;
     }
     return ZNode::OnIdle();
@@ -534,11 +590,16 @@ bool ZNodeManager::OnAddNodeManagerResponse(const std::shared_ptr<ZMessage>& res
         return false;
     }
     const auto& answer = static_cast<const ZDiscoveryManagerMsg&>(*response);
-    if (answer.m_sessionID != m_sessionID) {
+    if (answer.m_sessionID != m_sessionID || (answer.m_startID != 0 && answer.m_startID != m_startID)) {
         ZLOG(LOGLEVEL_DETAIL, "Registration answer for the old session <%u> of <%s> ignored",
              static_cast<unsigned>(answer.m_sessionID), GetUID().c_str());
         return true;
     }
+    if (answer.m_bSuperseded) {
+        Supersede();
+        return true;
+    }
+    FollowDeadTime(answer.m_nodeManagerTimeoutSecs);
     if (!answer.m_bRegistered) {
         RetryLater("locked by another node manager", true);
         return true;
@@ -547,6 +608,17 @@ bool ZNodeManager::OnAddNodeManagerResponse(const std::shared_ptr<ZMessage>& res
         std::lock_guard<std::mutex> lock(m_mutex);
         m_masterFromDiscovery = answer.m_nodeManagerUID;
     }
+    if (m_bVerifying && answer.m_bAlreadyRegistered) {
+        // Still registered: the discovery node kept the lock with whoever held it before.
+        ZLOG(LOGLEVEL_PROGRESS,
+             "Node manager <%s> is still registered with discovery node <%s>: session <%u>", GetUID().c_str(),
+             m_discoveryUID.c_str(), static_cast<unsigned>(m_sessionID.load()));
+        m_bVerifying = false;
+        m_nextSignOfLife = ZPlatform::SteadyNow() + GetSignOfLifePeriod();
+        SetState(NMSTATE_RUNNING);
+        return true;
+    }
+    m_bVerifying = false;
     ZLOG(LOGLEVEL_PROGRESS,
          "Node manager <%s> registered with discovery node <%s>: session <%u>, master node manager <%s>",
          GetUID().c_str(), m_discoveryUID.c_str(), static_cast<unsigned>(m_sessionID.load()),
@@ -572,6 +644,7 @@ void ZNodeManager::RegisterNodes() {
         request->m_nodeManagerUID = GetUID();
         if (hosted.m_bUIDFinal) {
             request->m_uid = node.GetUID();
+            request->m_bNumbered = hosted.m_bNumbered;
         }
         request->SetResponseRequested(true);
         ++m_pendingNodes;
@@ -607,6 +680,7 @@ bool ZNodeManager::OnAddNodeResponse(const std::shared_ptr<ZMessage>& response) 
         // The pump has not started yet, so nothing reads the UID while it changes.
         node.SetUID(answer.m_uid);
         hosted.m_bUIDFinal = true;
+        hosted.m_bNumbered = true;
         if (m_bHostedPumps && !node.StartPump()) {
             ZLOG(LOGLEVEL_ERROR, "The pump of <%s> did not start", node.GetName().c_str());
         }
@@ -705,11 +779,21 @@ bool ZNodeManager::OnNodesDisconnected(const std::shared_ptr<ZMessage>& notifica
     for (const auto& uid : static_cast<const ZNodesDisconnectedMsg&>(*notification).m_nodeUIDs) {
         uids.push_back(ToStdString(uid));
     }
+    const bool listsThisManager =
+        std::find(uids.begin(), uids.end(), std::string(GetUID().c_str())) != uids.end();
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_lastDisconnected = std::move(uids);
     }
     ++m_nodesDisconnectedCount;
+    if (listsThisManager && GetState() == NMSTATE_RUNNING) {
+        // Removed without asking (a will that outlived a lost connection, or a newer start of the
+        // same UID replacing this one): find out which, with the session it has.
+        ZLOG(LOGLEVEL_WARNING,
+             "Discovery node <%s> took node manager <%s> out: asking whether it is still registered",
+             m_discoveryUID.c_str(), GetUID().c_str());
+        StartRegistration(true);
+    }
     return true;
 }
 

@@ -8,6 +8,9 @@ bool ZRemoveNodeManagerMsg::Serialize(const std::shared_ptr<ZCommStream>& stream
     if (!m_reason.empty()) {
         stream->Serialize("reason", m_reason, false);
     }
+    if (m_startID != 0) {
+        stream->Serialize("startID", m_startID, false);
+    }
     return true;
 }
 
@@ -16,5 +19,6 @@ bool ZRemoveNodeManagerMsg::Deserialize(const std::shared_ptr<ZCommStream>& stre
         m_nodeManagerUID = ZNodeUID(text);
     }
     stream->Deserialize("reason", m_reason);
+    stream->Deserialize("startID", m_startID);
     return true;
 }

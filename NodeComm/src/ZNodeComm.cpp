@@ -20,6 +20,10 @@ bool ZNodeComm::IsConnected() const {
     return true;
 }
 
+std::uint64_t ZNodeComm::GetConnectionCount() const {
+    return 1;
+}
+
 bool ZNodeComm::SetLastWill(const ZCommEndpoint&, const std::shared_ptr<ZMessage>&) {
     return false;
 }

@@ -669,6 +669,11 @@ ZNodeCommMQTT::ZStats ZNodeCommMQTT::GetStats() const {
     return m_stats;
 }
 
+std::uint64_t ZNodeCommMQTT::GetConnectionCount() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_stats.m_connects;
+}
+
 std::size_t ZNodeCommMQTT::BufferedCount() const {
     std::lock_guard<std::mutex> lock(m_mutex);
     return m_buffer.size();

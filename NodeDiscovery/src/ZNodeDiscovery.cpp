@@ -24,6 +24,7 @@
 #include "ZCoreConfigs/ZCommsParams.h"
 #include "ZCoreConfigs/ZCoreConfigParams.h"
 #include "ZCoreConfigs/ZSystemParams.h"
+#include "ZManagerInstances.h"
 #include "ZMessages/ZGenericResponseMsg.h"
 #include "ZShared/CID.h"
 #include "ZShared/ZFactory.h"
@@ -63,7 +64,8 @@ std::string ClockText(std::int64_t remoteTimeUs) {
 }
 }  // namespace
 
-ZNodeDiscovery::ZNodeDiscovery(const std::string& name) : ZNode(name) {
+ZNodeDiscovery::ZNodeDiscovery(const std::string& name)
+    : ZNode(name), m_pInstances(std::make_unique<ZManagerInstances>()) {
     SetUID(ZNodeUID(kDiscoveryUID));
 }
 
@@ -85,7 +87,15 @@ bool ZNodeDiscovery::OnConnected() {
     ZLOG(LOGLEVEL_PROGRESS, "Processing ZNodeDiscovery::OnConnected()...");
     const ZNodeUID uid(kDiscoveryUID);
     SetUID(uid);
-    return ZNode::OnConnected();
+    const bool connected = ZNode::OnConnected();
+    // The numbering of an earlier start, retained by the transport, is queued ahead of any request
+    // that could need a number: those come only after an answer this node has yet to send.
+    if (!SubscribeQueued(GetEndpoint(EP_STATUS, "numbering", 0),
+                         std::bind(&ZNodeDiscovery::OnNumbering, this, std::placeholders::_1))) {
+        ZLOG(LOGLEVEL_ERROR, "Cannot follow status/%s/numbering: numbers after a restart may repeat",
+             kDiscoveryUID);
+    }
+    return connected;
 }
 
 bool ZNodeDiscovery::OnIdle() {
@@ -98,6 +108,9 @@ bool ZNodeDiscovery::OnIdle() {
         const ZSteadyTimePoint finished = ZPlatform::SteadyNow();
         m_bMonitorRunning = false;
         m_lastMonitorTime = finished;
+    }
+    if (m_bNumberingChanged) {
+        PublishNumbering();
     }
     return ZNode::OnIdle();
 }
@@ -187,12 +200,20 @@ bool ZNodeDiscovery::OnAddNodeManager(const std::shared_ptr<ZMessage>& request) 
         }
     }
 
+    const bool saysStart = registration.m_startID != 0;
+    if (saysStart) {
+        registration.m_nodeManagerTimeoutSecs = GetDeadTimeSecs();
+        if (RefuseSuperseded(request)) {
+            return true;
+        }
+    }
     const ZNodeUID ownerBefore = m_lockOwner;
     ZCommManager* registry = Registry();
     bool replacedOldSession = false;
     if (Lock(request) && !registration.m_nodeManagerUID.IsEmpty() && registry != nullptr) {
         const ZNodeUID uid = registration.m_nodeManagerUID;
         const auto session = registration.m_sessionID;
+        m_pInstances->Register(uid, registration.m_startID);
         bool registered = IsKnownToRegistry(uid);
         if (registered) {
             std::lock_guard<std::mutex> statsLock(registry->m_statsMutex);
@@ -301,6 +322,15 @@ bool ZNodeDiscovery::OnRemoveNodeManager(const std::shared_ptr<ZMessage>& reques
     const ZString reason = As<ZRemoveNodeManagerMsg>(request).m_reason;
     if (!IsKnownToRegistry(uid)) {
         return false;
+    }
+    const std::int64_t startID = As<ZRemoveNodeManagerMsg>(request).m_startID;
+    if (m_pInstances->IsStale(uid, startID)) {
+        ZLOG(LOGLEVEL_WARNING,
+             "Removal of node manager <%s> ignored: it is for start <%lld>, the registered start is "
+             "<%lld>%s%s",
+             uid.c_str(), static_cast<long long>(startID), static_cast<long long>(m_pInstances->Current(uid)),
+             reason.empty() ? "" : "; reason: ", reason.c_str());
+        return true;
     }
     if (!reason.empty()) {
         ZLOG(LOGLEVEL_PROGRESS, "Node manager <%s> to be removed: %s", uid.c_str(), reason.c_str());
@@ -439,8 +469,9 @@ bool ZNodeDiscovery::OnAddNode(const std::shared_ptr<ZMessage>& request) {
     } else {
         ZNodeUID uid = node.m_uid;
         if (uid.IsEmpty()) {
-            const std::string className = ToStdString(node.m_className);
-            uid = ZNodeUID(className, GetNextID(className));
+            uid = NumberNode(ToStdString(node.m_className));
+        } else if (node.m_bNumbered) {
+            NoteNumberedUID(node);
         }
         // The record is made where it is kept, once the node manager is known: made earlier and
         // discarded on refusal, it would differ in nothing but the cost of a copy.

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <random>
 
 #include "NodeBase/ZNodeManager.h"
 #include "NodeBase/ZNodeManagerConfig.h"
@@ -22,6 +23,18 @@ namespace {
 
 constexpr const char* kDiscoveryClass = "ZNodeDiscovery";
 constexpr std::chrono::seconds kTopologyTimeout{5};
+// What the manager's pump hands the waiting main thread when a newer process replaced it.
+constexpr unsigned char kWakeSuperseded = 255;
+
+// The process's identity on a broker: the node manager's UID and something of this process's own.
+// Two processes under one UID (a frozen one and its replacement) must not take the connection from
+// each other, or each one's last will would go out while the other lives.
+std::string ClientID(const ZNodeUID& uid) {
+    std::random_device device;
+    char suffix[16];
+    std::snprintf(suffix, sizeof suffix, "-%08x", static_cast<unsigned>(device()));
+    return std::string(uid.c_str()) + suffix;
+}
 
 bool IsKindOf(const std::string& className, const char* baseClassName) {
     return ZShared::CID::IsKindOf(ZShared::ZFactory::GetClassID(baseClassName),
@@ -150,7 +163,16 @@ int ZNodeManagerHost::Serve() {
         comm->Disconnect();
         return Report(m_options.m_configPath + ": the node manager did not start", kExitFailed);
     }
+    manager->SetOnSuperseded([&signals] { signals.Wake(kWakeSuperseded); });
     const int signal = signals.Wait();
+    if (signal == kWakeSuperseded) {
+        // A goodbye would take the newer process out, and so would the will of an unclean end.
+        manager->Halt();
+        comm->Disconnect();
+        return Report(m_options.m_configPath + ": node manager <" + manager->GetUID().c_str() +
+                          "> was replaced by a newer process of it; stopped",
+                      kExitSuperseded);
+    }
     ZLOG_WITH(m_options.m_logLevel, "znodemanager", LOGLEVEL_PROGRESS,
               "Signal %d: stopping node manager <%s>", signal, manager->GetUID().c_str());
     int exitCode = 0;
@@ -182,5 +204,5 @@ std::shared_ptr<ZNodeComm> ZNodeManagerHost::MakeTransport(std::string& error) c
     if (!m_options.m_transportURL.empty()) {
         params.TransportURL = m_options.m_transportURL.c_str();
     }
-    return ZTransportFactory::Make(params, m_pConfig->m_uid.c_str(), error);
+    return ZTransportFactory::Make(params, ClientID(m_pConfig->m_uid), error);
 }

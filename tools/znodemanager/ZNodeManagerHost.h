@@ -29,6 +29,8 @@ public:
 
     static constexpr int kExitBadInput = 2;
     static constexpr int kExitFailed = 1;
+    // Another process of the same node manager took over: this one stopped without a goodbye.
+    static constexpr int kExitSuperseded = 3;
 
     explicit ZNodeManagerHost(ZOptions options);
     ~ZNodeManagerHost();

@@ -52,6 +52,12 @@ ZSignalWaiter::~ZSignalWaiter() {
     }
 }
 
+void ZSignalWaiter::Wake(unsigned char reason) {
+    if (m_pipe[1] >= 0 && write(m_pipe[1], &reason, 1) < 0) {
+        // A full pipe already holds a reason to wake.
+    }
+}
+
 int ZSignalWaiter::Wait() {
     if (!m_bReady) {
         return 0;

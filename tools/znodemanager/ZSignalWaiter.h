@@ -16,8 +16,11 @@ public:
 
     // False when the pipe or the handlers could not be set up.
     bool IsReady() const { return m_bReady; }
-    // Blocks until one of the signals arrives; returns its number (0 when not ready).
+    // Blocks until one of the signals arrives, or Wake is called; returns the signal's number or
+    // the reason given to Wake (0 when not ready).
     int Wait();
+    // Ends a Wait from another thread with the reason (1 to 255, no signal's number).
+    void Wake(unsigned char reason);
 
 private:
     static void OnSignal(int signal);

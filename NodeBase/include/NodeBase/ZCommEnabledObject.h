@@ -57,6 +57,9 @@ public:
 
     // False when there is no transport, the transport refused or the object has stopped.
     virtual bool Subscribe(const ZCommEndpoint& endpoint, Callback callback);
+    // What Subscribe does, for a subscription of the object's own plumbing that classes deriving
+    // from it do not intercept; its messages share the queue with every other.
+    bool SubscribeQueued(const ZCommEndpoint& endpoint, Callback callback);
     // Drops every subscription to the endpoint; false when there was none.
     bool Unsubscribe(const ZCommEndpoint& endpoint);
     void UnsubscribeAll();

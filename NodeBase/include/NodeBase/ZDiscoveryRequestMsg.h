@@ -5,7 +5,9 @@
 #include "ZMessages/ZMessage.h"
 #include "ZShared/ZNodeUID.h"
 
-// Asks the discovery node to register one node with its node manager.
+// Asks the discovery node to register one node with its node manager. A node manager registering
+// again a node that a discovery node numbered says so (m_bNumbered), so that a discovery node that
+// restarted never hands that number out a second time.
 class Z_EXPORT ZDiscoveryRequestMsg : public ZMessage {
     Z_FACTORY_CLASS(ZDiscoveryRequestMsg)
 
@@ -20,4 +22,5 @@ public:
     ZString m_group;
     ZNodeUID m_nodeManagerUID;
     ZNodeUID m_uid;
+    bool m_bNumbered = false;  // "bNumbered", written only when set
 };

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -19,10 +20,12 @@ enum ZNodeManagerState : std::int32_t {
     NMSTATE_REGISTERING = 1,        // asking the discovery node to register the manager
     NMSTATE_REGISTERING_NODES = 2,  // registered; its nodes are being registered
     NMSTATE_RUNNING = 3,            // everything registered; sending its sign of life
+    NMSTATE_SUPERSEDED = 4,         // another start of the same node manager replaced this one
 };
 Z_ENUM_NAMES(ZNodeManagerState, {NMSTATE_STOPPED, "NMSTATE_STOPPED"},
              {NMSTATE_REGISTERING, "NMSTATE_REGISTERING"},
-             {NMSTATE_REGISTERING_NODES, "NMSTATE_REGISTERING_NODES"}, {NMSTATE_RUNNING, "NMSTATE_RUNNING"});
+             {NMSTATE_REGISTERING_NODES, "NMSTATE_REGISTERING_NODES"}, {NMSTATE_RUNNING, "NMSTATE_RUNNING"},
+             {NMSTATE_SUPERSEDED, "NMSTATE_SUPERSEDED"});
 
 // Hosts the nodes of one process or device and keeps them registered with the discovery node.
 //
@@ -33,7 +36,16 @@ Z_ENUM_NAMES(ZNodeManagerState, {NMSTATE_STOPPED, "NMSTATE_STOPPED"},
 // "addplugin" per module, a "topoconnect" per connection, "notifytopochanged", and finally an unlock
 // of the lock the registration took. Running, it sends "findnode" for itself every third of the dead
 // time; the transport counts that as contact, and an answer that it is unknown (the discovery node
-// restarted or removed it) makes it register again with a new session.
+// restarted or removed it) makes it register again with a new session. The period follows the dead
+// time the discovery node applies, which its registration answer names, whatever this manager's own
+// configuration says.
+//
+// Every start of the manager has an ID of its own (the start ID), carried by its registration, its
+// last will and its goodbye, so that the discovery node acts only on the start it serves. After its
+// transport reconnects, or when it sees itself listed as disconnected, the manager asks again with
+// its current session whether it is still registered. A start that the discovery node says was
+// replaced by a newer one (a second process under the same UID) stops competing: it says so once,
+// enters NMSTATE_SUPERSEDED and tells its host, which stops it without a goodbye.
 //
 // With a pump thread of its own (Start), the manager starts its nodes' pump threads from it; without
 // (StartManual), the caller drives every pump. A hosted node that waits for the discovery node to
@@ -109,7 +121,13 @@ public:
     // Whether one of the hosted nodes is the discovery node (fixed once loaded).
     bool HostsDiscovery() const { return m_bHostsDiscovery; }
     std::int32_t GetDeadTimeSecs() const;
+    // A third of the dead time that the discovery node applies, once its answer named it; of the
+    // manager's own until then.
     std::chrono::milliseconds GetSignOfLifePeriod() const;
+    // This start's ID, new for every start; 0 before the first.
+    std::int64_t GetStartID() const { return m_startID.load(); }
+    // Called on the manager's pump once the discovery node said another start replaced this one.
+    void SetOnSuperseded(std::function<void()> onSuperseded);
     // The wait before registration attempt `attempt` + 1: 0.5 s doubling to 8 s.
     static std::chrono::milliseconds Backoff(std::int32_t attempt);
     // The wait before asking again while another manager holds the lock: 50 to 150 ms, spread by
@@ -133,6 +151,7 @@ private:
         ZString m_group;
         bool m_bRegisters = true;
         bool m_bUIDFinal = false;  // configured, or given by the discovery node
+        bool m_bNumbered = false;  // given by the discovery node's numbering
         bool m_bAnswered = false;  // its "addnode" was answered in the current registration
     };
     enum ZWait : std::int32_t {
@@ -142,7 +161,12 @@ private:
 
     bool StartHostedNodes();
     void StartHostedPumps();
-    void StartRegistration();
+    // With keepSession, asks whether the current session is still registered, and registers it
+    // again only if not.
+    void StartRegistration(bool keepSession = false);
+    void Supersede();
+    // Remembers the dead time the discovery node applies; warns once when it is not the manager's.
+    void FollowDeadTime(std::int32_t discoverySecs);
     void SendRegistration();
     void RetryLater(const char* why, bool locked = false);
     void RegisterNodes();
@@ -176,13 +200,17 @@ private:
     ZSteadyTimePoint m_nextSignOfLife{};
     bool m_bDiscoveryStartSeen = false;
     std::int64_t m_discoveryStartID = 0;
+    bool m_bVerifying = false;  // asking with the current session whether it is still registered
+    std::uint64_t m_connectionsSeen = 0;
 
     std::atomic<ZNodeManagerState> m_state{NMSTATE_STOPPED};
     std::atomic<std::uint32_t> m_sessionID{0};
+    std::atomic<std::int32_t> m_discoveryDeadTimeSecs{0};  // 0 until the discovery node names it
     std::atomic<std::size_t> m_registrations{0};
     std::atomic<std::size_t> m_topoChangedCount{0};
     std::atomic<std::size_t> m_nodesDisconnectedCount{0};
     mutable std::mutex m_mutex;
     std::vector<std::string> m_lastDisconnected;
     ZNodeUID m_masterFromDiscovery;
+    std::function<void()> m_onSuperseded;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "ZMessages/ZMessage.h"
@@ -7,7 +8,8 @@
 
 // Asks the discovery node to forget a node manager and every node it hosts. A node manager's last
 // will is one of these with the reason "connection lost", published by the broker when the
-// manager's connection dies without a goodbye.
+// manager's connection dies without a goodbye; it names the start of the process that left it, so
+// that a will outliving its instance does not remove a newer one.
 class Z_EXPORT ZRemoveNodeManagerMsg : public ZMessage {
     Z_FACTORY_CLASS(ZRemoveNodeManagerMsg)
 
@@ -17,4 +19,5 @@ public:
 
     ZNodeUID m_nodeManagerUID;
     ZString m_reason;  // why, when the requester says ("connection lost"); empty for a plain request
+    std::int64_t m_startID = 0;  // the start of the node manager meant; 0 for any
 };

@@ -33,6 +33,10 @@ public:
     virtual bool Connect();
     virtual void Disconnect();
     virtual bool IsConnected() const;
+    // How many times the transport has connected, growing with every reconnection: a node that sees
+    // it change knows that messages for it may have been lost meanwhile. 1 for a transport that never
+    // drops.
+    virtual std::uint64_t GetConnectionCount() const;
 
     virtual SubscriptionId Subscribe(const ZCommEndpoint& endpoint, Delivery delivery) = 0;
     virtual bool Unsubscribe(SubscriptionId subscription) = 0;

@@ -68,6 +68,7 @@ public:
     // Waits until connected, or until the timeout; true when connected.
     bool WaitConnected(std::chrono::milliseconds timeout) const;
     ZStats GetStats() const;
+    std::uint64_t GetConnectionCount() const override;
     std::size_t BufferedCount() const;
 
     // The payload a message travels as, and the message a payload describes (null, with `why`, when

@@ -12,6 +12,8 @@
 #include "ZShared/ZSteadyClock.h"
 
 class ZCommManager;
+class ZDiscoveryRequestMsg;
+class ZManagerInstances;
 
 // The single authority on the topology: it registers node managers, their nodes and plug-ins,
 // records connections, answers lookups, grants the system lock and removes node managers that ask
@@ -20,6 +22,11 @@ class ZCommManager;
 // Every removal of a node manager (asked for, after silence, or of an old session replaced by a new
 // one) is kept in a short history, published retained on status/<UID>/removals after the removal,
 // so that an operator can still ask why a node manager went after the fact.
+//
+// What it keeps across its own restarts and its node managers' restarts (ZNodeDiscoveryRecovery.cpp):
+// the numbering, published retained on status/<UID>/numbering and read back at start, so that a
+// restarted discovery node never hands out a UID that is still in use; and which start of each node
+// manager it serves, so that a last will or a registration of a replaced process is refused.
 //
 // Handlers and the idle hook run one at a time on the node's pump, so the graph, the ID counters,
 // the lock owner and the monitor fields take no lock. The node-manager registry lives in the
@@ -52,6 +59,8 @@ public:
     bool OnNotifyTopoChanged(const std::shared_ptr<ZMessage>& request);
     bool OnGetMasterNodeManagerUID(const std::shared_ptr<ZMessage>& request);
     bool OnLockUnlockMsg(const std::shared_ptr<ZMessage>& request);
+    // The numbering of an earlier start, retained by the transport: counters only ever go up.
+    bool OnNumbering(const std::shared_ptr<ZMessage>& message);
 
     // Removes at most one node manager that has been silent for longer than the dead time.
     bool OnMonitorTopoNodes();
@@ -92,5 +101,17 @@ private:
     void NoteRemoval(const ZNodeUID& nodeManagerUID, const ZString& reason);
     void PublishRemovalHistory();
 
+    // GetNextID, passing over UIDs still in the graph once numbers of an earlier start are about.
+    ZNodeUID NumberNode(const std::string& className);
+    // A node numbered by an earlier start, registered again: its class's counter goes past it.
+    void NoteNumberedUID(const ZDiscoveryRequestMsg& request);
+    void PublishNumbering();
+    // Whether a registration comes from a start of its node manager that a later one replaced;
+    // answers it so when it does.
+    bool RefuseSuperseded(const std::shared_ptr<ZMessage>& request);
+
     ZVector<ZRemovalRecord> m_removals;  // oldest first
+    std::unique_ptr<ZManagerInstances> m_pInstances;
+    bool m_bNumberedBefore = false;    // numbers of an earlier start are in use
+    bool m_bNumberingChanged = false;  // not yet published
 };

@@ -31,7 +31,7 @@ public:
     // SIGTERM: the node manager leaves the topology and exits; its exit code, or -1.
     int Stop(std::chrono::milliseconds timeout) { return m_process.Stop(timeout); }
     bool IsRunning() { return m_process.IsRunning(); }
-    // The exit code once it has exited, as ZChildProcess gives it; -1 while it runs.
+    // Waits for the program to end by itself: its exit code, or -1 while it still runs.
     int WaitExit(std::chrono::milliseconds timeout) { return m_process.WaitExit(timeout); }
     pid_t Pid() const { return m_process.Pid(); }
 

@@ -146,6 +146,17 @@ std::string ZTopologyObserver::RemovalReason(const std::string& nodeManagerUID) 
     return std::string();
 }
 
+std::vector<std::string> ZTopologyObserver::RemovalReasons(const std::string& nodeManagerUID) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    std::vector<std::string> reasons;
+    for (const auto& [uid, reason] : m_removals) {
+        if (uid == nodeManagerUID) {
+            reasons.push_back(reason);
+        }
+    }
+    return reasons;
+}
+
 void ZTopologyObserver::KeepRemoval(ZRemoval removal) {
     // Histories overlap: a record already kept comes again in every later history.
     const auto later =

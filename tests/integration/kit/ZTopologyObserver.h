@@ -50,6 +50,8 @@ public:
     // The reason of the latest removal of the node manager in the removal history; empty when it
     // holds none.
     std::string RemovalReason(const std::string& nodeManagerUID) const;
+    // The reasons of every removal of the node manager that the history holds, oldest first.
+    std::vector<std::string> RemovalReasons(const std::string& nodeManagerUID) const;
     // Every removal any published history held since Connect, each once, oldest first: a history
     // keeps only the latest 64, and a restarted discovery node starts a new one.
     std::vector<ZRemoval> Removals() const;
