@@ -40,16 +40,25 @@ void ZManagerLog::ReadLine(const std::string& line) {
     // ZNodeManager's own lines; the manager's UID is the first <...> of each.
     if (line.find("> asks discovery node <") != std::string::npos) {
         m_bRegistered = false;
+        m_bAsked = true;
         return;
     }
-    if (line.find("> registered with discovery node <") != std::string::npos) {
+    const bool registered = line.find("> registered with discovery node <") != std::string::npos;
+    const bool still = line.find("> is still registered with discovery node <") != std::string::npos;
+    if (registered || still) {
+        // One request, one answer: a second answer to the same request is no new round.
         const std::string session = Between(line, ": session <");
-        ++m_registrations;
-        if (!m_sessions.insert(session).second) {
-            m_doubleAnswers.push_back("session " + session + " answered twice");
+        if (!m_bAsked) {
+            m_doubleAnswers.push_back("registration of session " + session + " answered twice");
         }
+        m_bAsked = false;
         m_session = session;
-        m_sessionNodes.clear();
+        if (registered) {
+            ++m_registrations;
+            m_roundNodes.clear();
+        } else {
+            m_bRegistered = true;
+        }
         return;
     }
     if (line.find("> running: <") != std::string::npos) {
@@ -62,7 +71,7 @@ void ZManagerLog::ReadLine(const std::string& line) {
         return;
     }
     const std::string uid = Between(line, "> registered as <", end);
-    if (!m_sessionNodes.insert(name).second) {
+    if (!m_roundNodes.insert(name).second) {
         m_doubleAnswers.push_back("node " + name + " answered twice in session " + m_session);
     }
     m_nodeUIDs[name] = uid;

@@ -59,13 +59,30 @@ TEST(ZManagerLogTest, ReadsALineOnlyOnceItEnds) {
     EXPECT_EQ(log.NodeUIDs().at("n1"), "ZNode1");
 }
 
-TEST(ZManagerLogTest, NamesSessionsAndNodesAnsweredTwice) {
+TEST(ZManagerLogTest, NamesRegistrationsAndNodesAnsweredTwice) {
     ZManagerLog log;
-    log.Update(Registered("7") + Node("n1", "ZNode1") + Node("n1", "ZNode2") + Registered("7") +
+    log.Update(Asks("7") + Registered("7") + Node("n1", "ZNode1") + Node("n1", "ZNode2") + Registered("7") +
                Line("Discovery node <ZNodeDiscovery1> registered node <n1> as <ZNode5>; it keeps <ZNode2>"));
-    EXPECT_EQ(log.DoubleAnswers(),
-              (std::vector<std::string>{"node n1 answered twice in session 7", "session 7 answered twice"}));
+    EXPECT_EQ(log.DoubleAnswers(), (std::vector<std::string>{"node n1 answered twice in session 7",
+                                                             "registration of session 7 answered twice"}));
     EXPECT_EQ(log.NodeUIDs().at("n1"), "ZNode2");
     EXPECT_EQ(log.Count("answered"), 0u);
     EXPECT_EQ(log.Count("registered as <"), 2u);
+}
+
+TEST(ZManagerLogTest, AskingAgainWithTheSameSessionIsNoDoubleAnswer) {
+    // After a reconnection: still registered, or registered anew under the same session.
+    ZManagerLog log;
+    std::string text = Asks("7") + Registered("7") + Node("n1", "ZNode1") + kRunning + Asks("7");
+    log.Update(text);
+    EXPECT_FALSE(log.IsRegistered());
+    text +=
+        Line("Node manager <NM03> is still registered with discovery node <ZNodeDiscovery1>: session <7>");
+    log.Update(text);
+    EXPECT_TRUE(log.IsRegistered());
+    text += Asks("7") + Registered("7") + Node("n1", "ZNode1") + kRunning;
+    log.Update(text);
+    EXPECT_TRUE(log.IsRegistered());
+    EXPECT_TRUE(log.DoubleAnswers().empty());
+    EXPECT_EQ(log.Registrations(), 2u);
 }
