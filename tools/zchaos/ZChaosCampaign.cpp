@@ -18,6 +18,7 @@ constexpr const char* kNewSession = "new session";
 constexpr const char* kRequest = "request";
 // The exit code of a superseded znodemanager.
 constexpr int kSupersededExit = 3;
+constexpr const char* kSupersededLine = "was replaced by a newer start of the same node manager";
 constexpr milliseconds kStopTimeout{10000};
 constexpr milliseconds kStartTimeout{30000};
 // Warm-up of each discovery-host run, and the tolerances of its growth (see docs/reliability.md).
@@ -180,6 +181,9 @@ void ZChaosCampaign::CheckInstances(ZInvariantChecker::ZResult& result) {
             } else if (code != kSupersededExit) {
                 result.m_violations.push_back(who + " exited with code " + std::to_string(code) + ", not " +
                                               std::to_string(kSupersededExit));
+            } else if (const std::size_t lines = older->Log().Count(kSupersededLine); lines != 1) {
+                result.m_violations.push_back(who + " logged " + std::to_string(lines) + " lines \"" +
+                                              kSupersededLine + "\", not 1");
             }
         }
         auto* current = slot->Current();
@@ -206,7 +210,8 @@ ZChaosCampaign::ZSettled ZChaosCampaign::Settle(const ZExpected* expected, milli
             ZInvariantChecker::ZResult result;
             settled.m_graph = ZGraph::From(topology);
             settled.m_bAnswered = true;
-            ZInvariantChecker::CheckGraph(settled.m_graph, m_pSystem->Running(), result);
+            ZInvariantChecker::CheckGraph(settled.m_graph, m_pSystem->Running(), m_options.m_deadTimeSecs,
+                                          result);
             if (expected != nullptr) {
                 settled.m_removals = WindowRemovals();
                 ZInvariantChecker::CheckRemovals(settled.m_removals, *expected, result);

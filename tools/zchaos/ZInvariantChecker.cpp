@@ -40,7 +40,7 @@ std::string ZInvariantChecker::ClockText(std::int64_t timeUs) {
 }
 
 void ZInvariantChecker::CheckGraph(const ZGraph& graph, const std::vector<ZRunning>& running,
-                                   ZResult& result) {
+                                   int discoveryDeadTimeSecs, ZResult& result) {
     std::map<std::string, const ZRunning*> runningByUID;
     for (const auto& manager : running) {
         runningByUID[manager.m_pPlan->m_uid] = &manager;
@@ -102,6 +102,16 @@ void ZInvariantChecker::CheckGraph(const ZGraph& graph, const std::vector<ZRunni
         }
         if (manager.m_pLog != nullptr && !manager.m_pLog->IsRegistered()) {
             result.m_pending.push_back(plan.m_uid + " has not finished registering (its log)");
+        } else if (manager.m_pLog != nullptr && !plan.HostsDiscovery()) {
+            // The manager learns the discovery node's dead time from its first registration.
+            const std::size_t warnings = manager.m_pLog->DeadTimeWarnings();
+            const std::size_t wanted = plan.m_deadTimeSecs != discoveryDeadTimeSecs ? 1 : 0;
+            if (warnings != wanted) {
+                result.m_violations.push_back(
+                    plan.m_uid + " (dead time " + std::to_string(plan.m_deadTimeSecs) +
+                    " s, the discovery node's " + std::to_string(discoveryDeadTimeSecs) + " s) logged " +
+                    std::to_string(warnings) + " warning(s) about it, not " + std::to_string(wanted));
+            }
         }
         for (const auto& configured : plan.m_nodes) {
             const auto found = byName.find({plan.m_uid, configured.m_name});

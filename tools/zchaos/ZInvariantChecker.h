@@ -38,8 +38,10 @@ public:
     };
 
     // 1, 2 and 4: exactly the running managers, each of their nodes and connections once, no UID
-    // twice, each node under the UID its manager logged, and every running manager registered.
-    static void CheckGraph(const ZGraph& graph, const std::vector<ZRunning>& running, ZResult& result);
+    // twice, each node under the UID its manager logged, and every running manager registered
+    // (with one warning in its log when its dead time is not the discovery node's).
+    static void CheckGraph(const ZGraph& graph, const std::vector<ZRunning>& running,
+                           int discoveryDeadTimeSecs, ZResult& result);
     // 3: the step's removals (those recorded since it began) against what its faults call for.
     // "14:25:48.141Z": a removal's time as the logs stamp theirs.
     static std::string ClockText(std::int64_t timeUs);

@@ -61,6 +61,10 @@ void ZManagerLog::ReadLine(const std::string& line) {
         }
         return;
     }
+    if (line.find("> is configured with a dead time of ") != std::string::npos) {
+        ++m_deadTimeWarnings;
+        return;
+    }
     if (line.find("> running: <") != std::string::npos) {
         m_bRegistered = true;
         return;

@@ -25,6 +25,8 @@ public:
     // The latest registration went through to the end ("running", or "still registered" when it
     // only asked), and none began after it.
     bool IsRegistered() const { return m_bRegistered; }
+    // Warnings that the manager's own dead time differs from the discovery node's.
+    std::size_t DeadTimeWarnings() const { return m_deadTimeWarnings; }
     // Lines that hold the fragment, so far.
     std::size_t Count(const std::string& fragment) const;
 
@@ -40,4 +42,5 @@ private:
     std::set<std::string> m_roundNodes;
     std::vector<std::string> m_doubleAnswers;
     bool m_bRegistered = false;
+    std::size_t m_deadTimeWarnings = 0;
 };

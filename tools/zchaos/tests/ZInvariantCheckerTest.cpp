@@ -9,6 +9,7 @@
 namespace {
 
 using Result = ZInvariantChecker::ZResult;
+constexpr int kDeadTime = 3;
 
 bool Holds(const std::vector<std::string>& lines, const std::string& fragment) {
     return std::any_of(lines.begin(), lines.end(), [&fragment](const std::string& line) {
@@ -25,10 +26,12 @@ protected:
     ZInvariantCheckerTest() {
         // NM01: a named node, an unnamed one, a connection between its own nodes and one to NM02.
         m_nm01.m_uid = "NM01";
+        m_nm01.m_deadTimeSecs = kDeadTime;
         m_nm01.m_nodes = {{"n1", "NM01-n1"}, {"n2", ""}, {"n3", "NM01-n3"}};
         m_nm01.m_edges = {{"status/NM01-n1/out1", "control/NM01-n3/in1", false},
                           {"status/NM01-n1/out2", "control/NM02-n1/in2", true}};
         m_nm02.m_uid = "NM02";
+        m_nm02.m_deadTimeSecs = 20;
         m_nm02.m_nodes = {{"n1", "NM02-n1"}};
         Log(m_log01, "NM01", {{"n1", "NM01-n1"}, {"n2", "ZNode1"}, {"n3", "NM01-n3"}});
         Log(m_log02, "NM02", {{"n1", "NM02-n1"}});
@@ -41,6 +44,10 @@ protected:
             Line("Node manager <" + uid + "> registered with discovery node <D>: session <1>, x");
         for (const auto& [name, node] : nodes) {
             text += Line("Node <" + name + "> of <" + uid + "> registered as <" + node + ">");
+        }
+        if (uid == "NM02") {
+            text += Line(
+                "Node manager <NM02> is configured with a dead time of 20 s, discovery node <D> applies 3 s");
         }
         text += Line("Node manager <" + uid + "> running: <1> nodes");
         log.Update(text);
@@ -58,7 +65,7 @@ protected:
 
     Result Check(const ZGraph& graph) const {
         Result result;
-        ZInvariantChecker::CheckGraph(graph, {{&m_nm01, &m_log01}, {&m_nm02, &m_log02}}, result);
+        ZInvariantChecker::CheckGraph(graph, {{&m_nm01, &m_log01}, {&m_nm02, &m_log02}}, kDeadTime, result);
         return result;
     }
 
@@ -133,6 +140,16 @@ TEST_F(ZInvariantCheckerTest, NodesAndConnectionsTwiceOrDanglingAreViolations) {
                       "connection status/NM01-n1/out1 -> control/NM01-n3/in1 is in the graph 2 times"));
     EXPECT_TRUE(Holds(result.m_violations, "ends at Gone1, which is not in the graph"));
     EXPECT_TRUE(Holds(result.m_pending, "status/Gone1/out -> control/NM02-n1/in of no running node manager"));
+}
+
+TEST_F(ZInvariantCheckerTest, DeadTimeUnlikeTheDiscoveryNodesIsWarnedAboutOnce) {
+    m_nm01.m_deadTimeSecs = 60;
+    m_nm02.m_deadTimeSecs = kDeadTime;
+    const Result result = Check(m_graph);
+    EXPECT_TRUE(
+        Holds(result.m_violations, "NM01 (dead time 60 s, the discovery node's 3 s) logged 0 warning(s)"));
+    EXPECT_TRUE(
+        Holds(result.m_violations, "NM02 (dead time 3 s, the discovery node's 3 s) logged 1 warning(s)"));
 }
 
 TEST(ZRemovalCheckTest, RemovalsAreJudgedAgainstTheFaultsOfTheStep) {
