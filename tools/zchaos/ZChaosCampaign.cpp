@@ -93,7 +93,9 @@ int ZChaosCampaign::Run() {
                     plan.m_bRelayed ? ", through the relay" : "");
     }
     std::fflush(stdout);
+    const auto started = Clock::now();
     const int code = RunSteps();
+    std::printf("%d steps in %.1f min\n", m_steps, SecondsSince(started) / 60);
     const auto& first = m_resources.First();
     const auto& last = m_resources.Last();
     if (first.m_rssKiB >= 0) {
