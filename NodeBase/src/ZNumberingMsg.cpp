@@ -1,32 +1,24 @@
 #include "NodeBase/ZNumberingMsg.h"
 
 #include "ZMessages/ZCommStream.h"
+#include "ZRecordArray.h"
+
+void ZNumberingMsg::ZCounter::Serialize(const std::shared_ptr<ZCommStream>& stream) const {
+    stream->Serialize("className", m_className, false);
+    stream->Serialize("lastID", m_lastID, false);
+}
+
+void ZNumberingMsg::ZCounter::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
+    stream->Deserialize("className", m_className);
+    stream->Deserialize("lastID", m_lastID);
+}
 
 bool ZNumberingMsg::Serialize(const std::shared_ptr<ZCommStream>& stream) const {
-    for (const auto& counter : m_counters) {
-        auto child = stream->CreateChild();
-        if (!child) {
-            return false;
-        }
-        child->Serialize("className", counter.m_className, false);
-        child->Serialize("lastID", counter.m_lastID, false);
-        stream->SerializeArrayElement("counters", child);
-    }
+    ZRecordArray::Write(stream, "counters", m_counters);
     return true;
 }
 
 bool ZNumberingMsg::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
-    if (!stream->HasKey("counters")) {
-        return true;
-    }
-    m_counters.clear();
-    std::shared_ptr<void> cursor;
-    auto child = stream->CreateChild();
-    while (child && stream->DeserializeArrayElement("counters", child, cursor)) {
-        ZCounter& counter = m_counters.emplace_back();
-        child->Deserialize("className", counter.m_className);
-        child->Deserialize("lastID", counter.m_lastID);
-        child = stream->CreateChild();
-    }
+    ZRecordArray::Read(stream, "counters", nullptr, m_counters);
     return true;
 }

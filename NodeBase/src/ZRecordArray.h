@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <type_traits>
 #include <utility>
 
 #include "ZMessages/ZBinaryCommStream.h"
@@ -12,6 +13,14 @@ class ZEnvironment;
 // Lists of topology records written as arrays of plain children: the receiver knows the record
 // type, so no "class" key is spent on each element.
 namespace ZRecordArray {
+
+// Whether records of the type read configuration files through an environment.
+template <class Record, class = void>
+struct ZTakesEnvironment : std::false_type {};
+template <class Record>
+struct ZTakesEnvironment<Record, std::void_t<decltype(std::declval<Record&>().SetEnvironment(
+                                     std::declval<const std::shared_ptr<ZEnvironment>&>()))>>
+    : std::true_type {};
 
 // A binary stream takes each record straight into its buffer as the next element. Otherwise one
 // child stream serves every element: it is emptied after each is stored, which keeps a list of
@@ -61,7 +70,9 @@ void Read(const std::shared_ptr<ZCommStream>& stream, const char* key,
             first = false;
         }
         Record& record = records.emplace_back();
-        record.SetEnvironment(environment);
+        if constexpr (ZTakesEnvironment<Record>::value) {
+            record.SetEnvironment(environment);
+        }
         record.Deserialize(child);
     }
 }

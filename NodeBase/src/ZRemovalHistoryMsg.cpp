@@ -1,37 +1,29 @@
 #include "NodeBase/ZRemovalHistoryMsg.h"
 
 #include "ZMessages/ZCommStream.h"
+#include "ZRecordArray.h"
+
+void ZRemovalRecord::Serialize(const std::shared_ptr<ZCommStream>& stream) const {
+    stream->Serialize("nodeManagerUID", m_nodeManagerUID.AsString(), false);
+    stream->Serialize("timeUs", m_timeUs, false);
+    stream->Serialize("reason", m_reason, false);
+}
+
+void ZRemovalRecord::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
+    if (ZString text; stream->Deserialize("nodeManagerUID", text)) {
+        m_nodeManagerUID = ZNodeUID(text);
+    }
+    stream->Deserialize("timeUs", m_timeUs);
+    stream->Deserialize("reason", m_reason);
+}
 
 bool ZRemovalHistoryMsg::Serialize(const std::shared_ptr<ZCommStream>& stream) const {
-    for (const auto& record : m_records) {
-        auto child = stream->CreateChild();
-        if (!child) {
-            return false;
-        }
-        child->Serialize("nodeManagerUID", record.m_nodeManagerUID.AsString(), false);
-        child->Serialize("timeUs", record.m_timeUs, false);
-        child->Serialize("reason", record.m_reason, false);
-        stream->SerializeArrayElement("records", child);
-    }
+    ZRecordArray::Write(stream, "records", m_records);
     return true;
 }
 
 bool ZRemovalHistoryMsg::Deserialize(const std::shared_ptr<ZCommStream>& stream) {
     // A history read is the whole history: a stream that holds one replaces the records.
-    if (!stream->HasKey("records")) {
-        return true;
-    }
-    m_records.clear();
-    std::shared_ptr<void> cursor;
-    auto child = stream->CreateChild();
-    while (child && stream->DeserializeArrayElement("records", child, cursor)) {
-        ZRemovalRecord& record = m_records.emplace_back();
-        if (ZString text; child->Deserialize("nodeManagerUID", text)) {
-            record.m_nodeManagerUID = ZNodeUID(text);
-        }
-        child->Deserialize("timeUs", record.m_timeUs);
-        child->Deserialize("reason", record.m_reason);
-        child = stream->CreateChild();
-    }
+    ZRecordArray::Read(stream, "records", nullptr, m_records);
     return true;
 }

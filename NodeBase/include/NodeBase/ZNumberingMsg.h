@@ -12,7 +12,11 @@ class Z_EXPORT ZNumberingMsg : public ZMessage {
     Z_FACTORY_CLASS(ZNumberingMsg)
 
 public:
-    struct ZCounter {
+    struct Z_EXPORT ZCounter {
+        // {"className", "lastID"}
+        void Serialize(const std::shared_ptr<ZCommStream>& stream) const;
+        void Deserialize(const std::shared_ptr<ZCommStream>& stream);
+
         ZString m_className;
         std::int32_t m_lastID = 0;
     };

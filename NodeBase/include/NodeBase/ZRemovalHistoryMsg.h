@@ -7,7 +7,11 @@
 #include "ZShared/ZNodeUID.h"
 
 // One node manager taken out of the topology: who, when and why.
-struct ZRemovalRecord {
+struct Z_EXPORT ZRemovalRecord {
+    // {"nodeManagerUID", "timeUs", "reason"}
+    void Serialize(const std::shared_ptr<ZCommStream>& stream) const;
+    void Deserialize(const std::shared_ptr<ZCommStream>& stream);
+
     ZNodeUID m_nodeManagerUID;
     std::int64_t m_timeUs = 0;  // wall clock, microseconds since the epoch
     ZString m_reason;           // "request", "silence", "connection lost" or "new session"
