@@ -20,6 +20,10 @@ constexpr const char* kRequest = "request";
 constexpr int kSupersededExit = 3;
 constexpr const char* kSupersededLine = "was replaced by a newer start of the same node manager";
 constexpr milliseconds kStopTimeout{10000};
+// How long one gettopo may take, and the pause between two: a graph of a hundred managers is some
+// 100 kB of JSON for the discovery host to write.
+constexpr milliseconds kAskTimeout{2000};
+constexpr milliseconds kPollPause{200};
 constexpr milliseconds kStartTimeout{30000};
 // Warm-up of each discovery-host run, and the tolerances of its growth (see docs/reliability.md).
 constexpr int kWarmupSamples = 5;
@@ -204,26 +208,38 @@ ZChaosCampaign::ZSettled ZChaosCampaign::Settle(const ZExpected* expected, milli
     const auto start = Clock::now();
     const auto holdUntil = start + hold;
     const auto timeout = SettleTimeout() + hold;
-    m_pSystem->Observer().WaitForTopology(
-        [&](const ZTopologyMsg& topology) {
-            if (StopRequested()) {
-                return true;
-            }
+    const auto deadline = start + timeout;
+    for (;;) {
+        // The removals first, the graph after: the discovery node answers in order, so the graph
+        // it sends already holds every removal seen here. The other way round a removal could be
+        // judged against the graph from before it.
+        std::vector<ZTopologyObserver::ZRemoval> removals;
+        if (expected != nullptr) {
+            removals = WindowRemovals();
+        }
+        const auto left = std::chrono::duration_cast<milliseconds>(deadline - Clock::now());
+        const auto topology = m_pSystem->Observer().Topology(std::clamp(left, milliseconds(1), kAskTimeout));
+        if (topology && !StopRequested()) {
             ZInvariantChecker::ZResult result;
-            settled.m_graph = ZGraph::From(topology);
+            settled.m_graph = ZGraph::From(*topology);
             settled.m_bAnswered = true;
+            settled.m_removals = std::move(removals);
             ZInvariantChecker::CheckGraph(settled.m_graph, m_pSystem->Running(), m_options.m_deadTimeSecs,
                                           result);
             if (expected != nullptr) {
-                settled.m_removals = WindowRemovals();
                 ZInvariantChecker::CheckRemovals(settled.m_removals, *expected, result);
             }
             CheckInstances(result);
             settled.m_violations.insert(result.m_violations.begin(), result.m_violations.end());
             settled.m_pending = result.m_pending;
-            return result.m_pending.empty() && Clock::now() >= holdUntil;
-        },
-        timeout);
+            if (result.m_pending.empty() && Clock::now() >= holdUntil) {
+                break;
+            }
+        }
+        if (Clock::now() >= deadline || !Pause(kPollPause)) {
+            break;
+        }
+    }
     if (!settled.m_bAnswered) {
         settled.m_pending.push_back("no graph from the discovery node within " +
                                     std::to_string(timeout.count() / 1000) + " s");
@@ -323,7 +339,12 @@ void ZChaosCampaign::Report(const std::string& label, const std::string& what, c
 void ZChaosCampaign::Step(int number) {
     std::vector<std::string> violations;
     std::vector<bool> started;
-    std::string what = StartDue(number, started, violations);
+    // When the step began, as the processes' logs stamp their lines.
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    std::string what =
+        ZInvariantChecker::ClockText(std::chrono::duration_cast<std::chrono::microseconds>(now).count()) +
+        " ";
+    what += StartDue(number, started, violations);
     // A manager just started is not registered yet: faults go to the others.
     std::vector<bool> eligible = m_pSystem->RunningMask();
     for (std::size_t i = 0; i < eligible.size(); ++i) {
