@@ -7,10 +7,16 @@ namespace {
 
 constexpr const char* kDiscoveryUID = "ZNodeDiscovery1";
 
-nlohmann::json ConfigSet(int deadTimeSecs) {
-    return {{"class", "ZCoreConfigParams"},
-            {"ConfigParams", nlohmann::json::array(
-                                 {{{"class", "ZSystemParams"}, {"NodeManagerTimeoutSecs", deadTimeSecs}}})}};
+// A configuration set with the records whose values are given (not 0).
+nlohmann::json ConfigSet(int deadTimeSecs, int maxMessageBytes = 0) {
+    nlohmann::json records = nlohmann::json::array();
+    if (deadTimeSecs > 0) {
+        records.push_back({{"class", "ZSystemParams"}, {"NodeManagerTimeoutSecs", deadTimeSecs}});
+    }
+    if (maxMessageBytes > 0) {
+        records.push_back({{"class", "ZCommsParams"}, {"nMaxMessageBytes", maxMessageBytes}});
+    }
+    return {{"class", "ZCoreConfigParams"}, {"ConfigParams", records}};
 }
 
 }  // namespace
@@ -36,6 +42,11 @@ ZHostConfig& ZHostConfig::Connect(const std::string& from, const std::string& to
 
 ZHostConfig& ZHostConfig::DeadTime(int secs) {
     m_deadTimeSecs = secs;
+    return *this;
+}
+
+ZHostConfig& ZHostConfig::MaxMessageBytes(int bytes) {
+    m_maxMessageBytes = bytes;
     return *this;
 }
 
@@ -71,8 +82,8 @@ std::string ZHostConfig::JSON() const {
     }
     nlohmann::json config = {{"class", "ZNodeManagerConfig"}, {"UID", m_uid},   {"Group", m_group},
                              {"DiscoveryUID", kDiscoveryUID}, {"Nodes", nodes}, {"Connections", connections}};
-    if (m_deadTimeSecs > 0) {
-        config["Config"] = ConfigSet(m_deadTimeSecs);
+    if (m_deadTimeSecs > 0 || m_maxMessageBytes > 0) {
+        config["Config"] = ConfigSet(m_deadTimeSecs, m_maxMessageBytes);
     }
     return config.dump(2);
 }

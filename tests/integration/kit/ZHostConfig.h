@@ -18,6 +18,9 @@ public:
     ZHostConfig& Connect(const std::string& from, const std::string& to);
     // The manager's own NodeManagerTimeoutSecs.
     ZHostConfig& DeadTime(int secs);
+    // The transport's nMaxMessageBytes: a discovery host of a large graph answers gettopo with more
+    // than the default allows.
+    ZHostConfig& MaxMessageBytes(int bytes);
 
     const std::string& UID() const { return m_uid; }
     bool HostsDiscovery() const { return m_discoveryDeadTimeSecs > 0; }
@@ -38,6 +41,7 @@ private:
     std::string m_group;
     int m_discoveryDeadTimeSecs = 0;  // 0: no discovery node hosted
     int m_deadTimeSecs = 0;           // 0: the framework's default
+    int m_maxMessageBytes = 0;        // 0: the framework's default
     std::vector<ZNodeEntry> m_nodes;
     std::vector<std::pair<std::string, std::string>> m_connections;
 };

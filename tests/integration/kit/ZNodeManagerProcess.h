@@ -33,6 +33,7 @@ public:
     bool IsRunning() { return m_process.IsRunning(); }
     // Waits for the program to end by itself: its exit code, or -1 while it still runs.
     int WaitExit(std::chrono::milliseconds timeout) { return m_process.WaitExit(timeout); }
+    pid_t Pid() const { return m_process.Pid(); }
 
     const ZHostConfig& Config() const { return m_config; }
     const std::string& UID() const { return m_config.UID(); }

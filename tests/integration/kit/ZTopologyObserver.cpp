@@ -16,6 +16,8 @@ namespace {
 
 constexpr const char* kDiscoveryUID = "ZNodeDiscovery1";
 constexpr std::chrono::milliseconds kAskAgainAfter{250};
+// Answers to gettopo grow with the graph: as much as ztopo accepts.
+constexpr std::int32_t kMaxAnswerBytes = 64 * 1024 * 1024;
 
 template <class T>
 const T* As(const std::shared_ptr<ZMessage>& message) {
@@ -37,6 +39,7 @@ ZTopologyObserver::~ZTopologyObserver() {
 bool ZTopologyObserver::Connect(std::chrono::milliseconds timeout, std::string* error) {
     ZCommsParams params;
     params.TransportURL = m_url.c_str();
+    params.nMaxMessageBytes = kMaxAnswerBytes;
     m_pComm = ZMakeShared<ZNodeCommMQTT>();
     std::string why;
     if (!m_pComm->Configure(params, m_uid)) {
@@ -70,6 +73,7 @@ bool ZTopologyObserver::Connect(std::chrono::milliseconds timeout, std::string* 
             m_removals.clear();
             for (const auto& record : history->m_records) {
                 m_removals.emplace_back(record.m_nodeManagerUID.AsString().c_str(), record.m_reason.c_str());
+                KeepRemoval(ZRemoval{m_removals.back().first, record.m_timeUs, m_removals.back().second});
             }
         }
         ++m_publications;
@@ -151,6 +155,24 @@ std::vector<std::string> ZTopologyObserver::RemovalReasons(const std::string& no
         }
     }
     return reasons;
+}
+
+void ZTopologyObserver::KeepRemoval(ZRemoval removal) {
+    // Histories overlap: a record already kept comes again in every later history.
+    const auto later =
+        std::find_if(m_allRemovals.rbegin(), m_allRemovals.rend(),
+                     [&removal](const ZRemoval& kept) { return kept.m_timeUs <= removal.m_timeUs; });
+    for (auto it = later; it != m_allRemovals.rend() && it->m_timeUs == removal.m_timeUs; ++it) {
+        if (it->m_nodeManagerUID == removal.m_nodeManagerUID && it->m_reason == removal.m_reason) {
+            return;
+        }
+    }
+    m_allRemovals.insert(later.base(), std::move(removal));
+}
+
+std::vector<ZTopologyObserver::ZRemoval> ZTopologyObserver::Removals() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_allRemovals;
 }
 
 std::size_t ZTopologyObserver::ConnectCount() const {

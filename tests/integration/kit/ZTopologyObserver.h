@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -18,6 +19,13 @@ class ZTopologyRequest;
 // nodesdisconnected, the retained removal history).
 class ZTopologyObserver {
 public:
+    // One removal of the discovery node's history.
+    struct ZRemoval {
+        std::string m_nodeManagerUID;
+        std::int64_t m_timeUs = 0;  // the discovery node's wall clock
+        std::string m_reason;
+    };
+
     explicit ZTopologyObserver(std::string brokerURL, std::string uid = "Observer");
     ~ZTopologyObserver();
     ZTopologyObserver(const ZTopologyObserver&) = delete;
@@ -44,6 +52,9 @@ public:
     std::string RemovalReason(const std::string& nodeManagerUID) const;
     // The reasons of every removal of the node manager that the history holds, oldest first.
     std::vector<std::string> RemovalReasons(const std::string& nodeManagerUID) const;
+    // Every removal any published history held since Connect, each once, oldest first: a history
+    // keeps only the latest 64, and a restarted discovery node starts a new one.
+    std::vector<ZRemoval> Removals() const;
     // Connections made to the broker so far, the first one included.
     std::size_t ConnectCount() const;
 
@@ -53,6 +64,9 @@ public:
     static bool HasNode(const ZTopologyMsg& topology, const std::string& uid);
 
 private:
+    // Under m_mutex.
+    void KeepRemoval(ZRemoval removal);
+
     const std::string m_url;
     const std::string m_uid;
     std::shared_ptr<ZNodeCommMQTT> m_pComm;
@@ -63,4 +77,5 @@ private:
     std::size_t m_topoChanged = 0;
     std::vector<std::string> m_disconnected;
     std::vector<std::pair<std::string, std::string>> m_removals;  // node manager, reason
+    std::vector<ZRemoval> m_allRemovals;
 };
