@@ -367,16 +367,16 @@ std::shared_ptr<ZMessage> ZNodeCommMQTT::Decode(const void* payload, std::size_t
     stream->Deserialize("notification", notification);
     std::int32_t priority = message->GetDefaultPriority();
     stream->Deserialize("priority", priority);
-    if (stream->HasKey("body")) {
-        auto body = stream->ReadChild("body");
-        if (!body) {
-            why = "\"body\" is not an object";
-            return nullptr;
-        }
-        if (!message->Deserialize(body)) {
-            why = "\"body\" does not read as <" + name + ">";
-            return nullptr;
-        }
+    // An absent body reads as an empty one, so that a class whose defaults are no valid message
+    // (a node manager's configuration without a UID) refuses it as it would refuse "body": {}.
+    const auto body = stream->HasKey("body") ? stream->ReadChild("body") : stream->CreateChild();
+    if (!body) {
+        why = "\"body\" is not an object";
+        return nullptr;
+    }
+    if (!message->Deserialize(body)) {
+        why = "\"body\" does not read as <" + name + ">";
+        return nullptr;
     }
     if (const std::size_t problems = stream->ReadProblemCount(); problems > 0) {
         why = std::to_string(problems) + " value(s) of the wrong type or out of range";
