@@ -40,8 +40,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Check(first.Deserialize(stream));
 
     // Paths resolve through a variable set here, so the result does not depend on the machine.
-    auto environment = std::make_shared<ZProcessEnvironment>();
-    environment->SetVariable("ZHOME", "/var/lib/z");
+    // Resolving only reads the environment, so one serves every input.
+    static const auto environment = [] {
+        auto made = std::make_shared<ZProcessEnvironment>();
+        made->SetVariable("ZHOME", "/var/lib/z");
+        return made;
+    }();
     first.SetEnvironment(environment);
     Check(first.ResolvePaths({}));
     CheckLookup<ZLogParams>(first);

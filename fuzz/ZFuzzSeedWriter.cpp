@@ -1,6 +1,6 @@
 // Writes the generated part of the seed corpora: the same documents encoded by each stream kind,
-// plus inputs that are damaged on purpose. Run with the corpus folder as its argument and commit
-// what it writes; the hand-written seeds live beside these.
+// the payloads the broker transport carries, plus inputs that are damaged on purpose. Run with the
+// corpus folder as its argument and commit what it writes; the hand-written seeds live beside these.
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -10,9 +10,28 @@
 #include <vector>
 
 #include "NodeBase/ZAnchorPointToolsMetadata.h"
+#include "NodeBase/ZDiscoveryConnectMsg.h"
+#include "NodeBase/ZDiscoveryDeleteMsg.h"
+#include "NodeBase/ZDiscoveryFindNodeMsg.h"
+#include "NodeBase/ZDiscoveryFindUIDMsg.h"
+#include "NodeBase/ZDiscoveryLockUnlockMsg.h"
+#include "NodeBase/ZDiscoveryManagerMsg.h"
+#include "NodeBase/ZDiscoveryMasterNodeManagerUIDMsg.h"
+#include "NodeBase/ZDiscoveryPluginMsg.h"
+#include "NodeBase/ZDiscoveryRequestMasterNodeManagerUIDMsg.h"
+#include "NodeBase/ZDiscoveryRequestMsg.h"
+#include "NodeBase/ZDiscoveryTopoChangeNotificationMsg.h"
 #include "NodeBase/ZEdgeToolsMetadata.h"
+#include "NodeBase/ZNodeManagerConfig.h"
 #include "NodeBase/ZNodeToolsMetadata.h"
+#include "NodeBase/ZNodeUIDMsg.h"
+#include "NodeBase/ZNodesDisconnectedMsg.h"
+#include "NodeBase/ZOnlineStatusMsg.h"
+#include "NodeBase/ZRemovalHistoryMsg.h"
+#include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "NodeBase/ZTopologyMsg.h"
+#include "NodeComm/ZNodeCommMQTT.h"
+#include "NodeDiscovery/ZDiscoveryConfig.h"
 #include "ZCoreConfigs/ZAuditLogParams.h"
 #include "ZCoreConfigs/ZCommsParams.h"
 #include "ZCoreConfigs/ZCoreConfigParams.h"
@@ -21,9 +40,12 @@
 #include "ZCoreConfigs/ZReportParams.h"
 #include "ZCoreConfigs/ZSystemParams.h"
 #include "ZCoreConfigs/ZTraceLogParams.h"
+#include "ZMessages/ZAntennaConfigMsg.h"
 #include "ZMessages/ZBinaryCommStream.h"
 #include "ZMessages/ZGenericResponseMsg.h"
 #include "ZMessages/ZJSONCommStream.h"
+#include "ZMessages/ZRadarModeMsg.h"
+#include "ZMessages/ZVersionInfoMsg.h"
 
 namespace {
 
@@ -407,6 +429,223 @@ void ConfigWrongTypes(const std::shared_ptr<ZCommStream>& stream) {
     stream->Serialize("DeviceType", 1.5, false);
 }
 
+// Payloads as the broker transport carries them: every request of the discovery protocol as a node
+// manager sends it, every answer and publication of the discovery node, the other registered
+// messages, and the records and configurations, which are messages too.
+
+using ZPayloads = std::vector<std::pair<const char*, std::shared_ptr<ZMessage>>>;
+
+template <class T>
+std::shared_ptr<T> Sent(const char* source, bool responseRequested = false) {
+    auto message = ZMakeShared<T>();
+    ZCommEndpoint endpoint;
+    endpoint.Parse(source);
+    message->SetSource(endpoint);
+    message->SetResponseRequested(responseRequested);
+    return message;
+}
+
+std::shared_ptr<ZGenericResponseMsg> Answer(const char* request, const char* text, bool success) {
+    auto answer = Sent<ZGenericResponseMsg>(("response/ZNodeDiscovery1/" + std::string(request)).c_str());
+    answer->m_text = text;
+    answer->m_bSuccess = success;
+    return answer;
+}
+
+std::shared_ptr<ZDiscoveryManagerMsg> Registration(const char* source, bool registered) {
+    auto request = Sent<ZDiscoveryManagerMsg>(source, !registered);
+    request->m_nodeManagerUID = ZNodeUID(registered ? "Bridge-NM" : "Radar-NM");
+    request->m_group = "Deck";
+    request->m_hostName = "radar-board";
+    request->m_processID = 4242;
+    request->m_versionInfo = {"2.151", "2.151.0", "575577671", "Linux 6.1.0 aarch64", "rev C", "build 7"};
+    request->m_remoteTimeUs = 1759042102123456;
+    request->m_sessionID = 1759042102;
+    request->m_bRegistered = registered;
+    return request;
+}
+
+std::shared_ptr<ZDiscoveryRequestMsg> NodeRegistration(const char* source, const char* uid) {
+    auto request = Sent<ZDiscoveryRequestMsg>(source, true);
+    request->m_name = "Radar2";
+    request->m_aliases = {"Primary", "Radar"};
+    request->m_className = "ZDemoRadar";
+    request->m_group = "Deck";
+    request->m_nodeManagerUID = ZNodeUID("Radar-NM");
+    request->m_uid = ZNodeUID(uid);
+    return request;
+}
+
+std::shared_ptr<ZTopologyMsg> Graph(const char* source) {
+    auto graph = Sent<ZTopologyMsg>(source);
+    graph->m_plugins = {"NodeDiscovery", "Radar"};
+    graph->m_nodes = {Manager("Bridge-NM"), Manager("Radar-NM"), Hosted("Radar1", "ZRadar", "Radar-NM", 0),
+                      Hosted("Display1", "ZDisplay", "Radar-NM", 200)};
+    graph->m_nodes[2].m_nodeLogLevel = LOGLEVEL_WARNING;
+    graph->m_nodes[2].m_pConfig = ZMakeShared<ZDiscoveryConfig>();
+    graph->m_edges = {Connect("Radar1", EP_STATUS, "Display1", "show"),
+                      Connect("Radar-NM", EP_DIRECT, "Radar1", "")};
+    graph->m_edges[0].m_fromGroup = "Deck";
+    graph->m_edges[0].m_pToolsMetadata = Route(150, 120);
+    return graph;
+}
+
+std::shared_ptr<ZNodeManagerConfig> HostConfig() {
+    auto config = Sent<ZNodeManagerConfig>("config/Radar-NM/load");
+    config->m_uid = ZNodeUID("Radar-NM");
+    config->m_group = "Deck";
+    config->m_modules = {"build/default/NodeDiscovery/libNodeDiscovery.so"};
+    config->m_transportURL = "mqtt://127.0.0.1:1883";
+    ZNodeManagerConfig::ZHostedNode radar;
+    radar.m_className = "ZNode";
+    radar.m_name = "Radar";
+    radar.m_uid = ZNodeUID("Radar1");
+    radar.m_group = "Deck";
+    radar.m_pConfig = ManagerConfig();
+    config->m_nodes = {radar, {"ZNode", "Display", ZNodeUID(), "", nullptr}};
+    ZNodeManagerConfig::ZConnection connection;
+    connection.m_from = ZCommEndpoint(ZNodeUID("Radar1"), EP_STATUS, "scan");
+    connection.m_to = ZCommEndpoint(ZNodeUID("ZNode1"), EP_CONTROL, "show");
+    connection.m_toGroup = "Deck";
+    config->m_connections = {connection};
+    config->m_pConfig = ManagerConfig();
+    return config;
+}
+
+ZPayloads Requests() {
+    auto connect = Sent<ZDiscoveryConnectMsg>("control/Radar-NM/topoconnect", true);
+    connect->m_edge = Connect("Radar1", EP_STATUS, "Display1", "show");
+    connect->m_edge.m_fromGroup = "Deck";
+    connect->m_edge.m_toGroup = "Ops";
+    auto routed = Sent<ZDiscoveryConnectMsg>("control/Radar-NM/topoconnect", true);
+    routed->m_edge = Connect("Radar1", EP_TELEM, "Display1", "tracks");
+    routed->m_edge.m_pToolsMetadata = Route(10, 20);
+    auto lock = Sent<ZDiscoveryLockUnlockMsg>("control/Radar-NM/locking", true);
+    lock->m_bLock = true;
+    auto unlock = Sent<ZDiscoveryLockUnlockMsg>("control/Radar-NM/locking");
+    auto findNode = Sent<ZDiscoveryFindNodeMsg>("control/Radar-NM/findnode", true);
+    findNode->m_nodeUID = "Radar-NM";
+    auto findUID = Sent<ZDiscoveryFindUIDMsg>("control/Display1/finduid");
+    findUID->m_className = "ZDemoRadar";
+    findUID->m_groupName = "Deck";
+    auto master = Sent<ZDiscoveryRequestMasterNodeManagerUIDMsg>("control/ops/getmasternodemanageruid");
+    master->m_requester = "ops";
+    auto plugin = Sent<ZDiscoveryPluginMsg>("control/Radar-NM/addplugin", true);
+    plugin->m_pluginName = "NodeDiscovery";
+    auto remove = Sent<ZDiscoveryDeleteMsg>("control/Radar-NM/topodisconnect");
+    remove->m_nodes = {Hosted("Display1", "ZDisplay", "Radar-NM", 0)};
+    remove->m_edges = {Connect("Radar1", EP_STATUS, "Display1", "show")};
+    auto leave = Sent<ZRemoveNodeManagerMsg>("control/Radar-NM/removenodemanager");
+    leave->m_nodeManagerUID = ZNodeUID("Radar-NM");
+    auto will = Sent<ZRemoveNodeManagerMsg>("control/Radar-NM/removenodemanager");
+    will->m_nodeManagerUID = ZNodeUID("Radar-NM");
+    will->m_reason = "connection lost";
+    auto repeated = NodeRegistration("control/Radar-NM/addnode", "");
+    repeated->SetDeliveryInfo(2);
+    return {
+        {"addnodemanager", Registration("control/Radar-NM/addnodemanager", false)},
+        {"addnode", NodeRegistration("control/Radar-NM/addnode", "")},
+        {"addnode_repeated", repeated},
+        {"addplugin", plugin},
+        {"topoconnect", connect},
+        {"topoconnect_routed", routed},
+        {"notifytopochanged",
+         Sent<ZDiscoveryTopoChangeNotificationMsg>("control/Radar-NM/notifytopochanged")},
+        {"locking_lock", lock},
+        {"locking_unlock", unlock},
+        {"findnode", findNode},
+        {"finduid", findUID},
+        {"getmasternodemanageruid", master},
+        {"gettopo", Sent<ZTopologyMsg>("control/ops/gettopo")},
+        {"topodisconnect", remove},
+        {"removenodemanager", leave},
+        {"removenodemanager_will", will},
+    };
+}
+
+ZPayloads AnswersAndPublications() {
+    auto busy = Answer("topoconnect", "Could not find source node for connection", false);
+    busy->m_errCode = ZFrameworkErrorCodes::ERRCODE_BUSY;
+    auto connected = Answer("topoconnect", "Connection made.", true);
+    connected->m_priority = 50;
+    auto found = Sent<ZNodeUIDMsg>("response/ZNodeDiscovery1/finduid");
+    found->m_className = "ZDemoRadar";
+    found->m_groupName = "Deck";
+    found->m_nodeUID = "ZDemoRadar1";
+    auto master = Sent<ZDiscoveryMasterNodeManagerUIDMsg>("response/ZNodeDiscovery1/getmasternodemanageruid");
+    master->m_masterNodeManagerUID = "Bridge-NM";
+    auto changed = Sent<ZDiscoveryTopoChangeNotificationMsg>("status/ZNodeDiscovery1/topochanged");
+    changed->SetNotification(true);
+    auto gone = Sent<ZNodesDisconnectedMsg>("status/ZNodeDiscovery1/nodesdisconnected");
+    gone->m_nodeUIDs = {"Display-NM", "Display1", "ZDemoDisplay1"};
+    auto removals = Sent<ZRemovalHistoryMsg>("status/ZNodeDiscovery1/removals");
+    removals->m_records = {{ZNodeUID("Display-NM"), 1795413749342946, "silence"},
+                           {ZNodeUID("Antenna-NM"), 1795413750000000, "new session"},
+                           {ZNodeUID("Ops-NM"), 1795413751000000, "request"}};
+    auto online = Sent<ZOnlineStatusMsg>("status/Bridge-NM/online");
+    online->m_bOnline = true;
+    online->m_nodeManagerUID = ZNodeUID("Bridge-NM");
+    online->m_startID = 965438726034955977;
+    auto offline = Sent<ZOnlineStatusMsg>("status/Bridge-NM/online");
+    offline->m_nodeManagerUID = ZNodeUID("Bridge-NM");
+    offline->m_startID = 965438726034955977;
+    return {
+        {"answer_findnode", Answer("findnode", "Radar-NM", true)},
+        {"answer_locking", Answer("locking", "Unlock", false)},
+        {"answer_topoconnect", connected},
+        {"answer_topoconnect_busy", busy},
+        {"answer_finduid", found},
+        {"answer_getmasternodemanageruid", master},
+        {"answer_gettopo", Graph("response/ZNodeDiscovery1/gettopo")},
+        {"answer_addnodemanager", Registration("response/ZNodeDiscovery1/addnodemanager", true)},
+        {"answer_addnode", NodeRegistration("response/ZNodeDiscovery1/addnode", "ZDemoRadar1")},
+        {"topochanged", changed},
+        {"nodesdisconnected", gone},
+        {"removals", removals},
+        {"online", online},
+        {"offline", offline},
+    };
+}
+
+ZPayloads OtherMessages() {
+    auto radarMode = Sent<ZRadarModeMsg>("control/Radar1/mode");
+    radarMode->m_mode = 3;
+    radarMode->m_bTransmit = true;
+    auto version = Sent<ZVersionInfoMsg>("response/Radar-NM/version");
+    version->m_text = "libNodeDiscovery";
+    version->m_bSuccess = true;
+    version->m_versionTag = "2.151";
+    version->m_versionHash = "575577671";
+    auto antenna = Sent<ZAntennaConfigMsg>("config/Antenna1/setup");
+    antenna->m_antennaID = 2;
+    antenna->m_gainDb = -3.25;
+    antenna->m_bEnabled = true;
+    auto node = std::make_shared<ZTopologyNode>(Hosted("Radar1", "ZRadar", "Radar-NM", 20));
+    node->m_pConfig = ManagerConfig();
+    auto edge = std::make_shared<ZTopologyEdge>(Connect("Radar1", EP_STATUS, "Display1", "show"));
+    edge->m_pToolsMetadata = Route(0, 0);
+    auto set = ZMakeShared<ZCoreConfigParams>();
+    set->SetConfig(ZMakeShared<ZMessageLogParams>());
+    set->SetConfig(ZMakeShared<ZReportParams>());
+    set->SetConfig(ZMakeShared<ZAuditLogParams>());
+    set->SetConfig(ZMakeShared<ZTraceLogParams>());
+    return {
+        {"radar_mode", radarMode},
+        {"version_info", version},
+        {"antenna_config", antenna},
+        {"record_node", node},
+        {"record_edge", edge},
+        {"record_node_box", Box(10.5, -4)},
+        {"record_edge_route", Route(5, 5)},
+        {"record_anchor", Route(5, 5)->m_anchorPoints.front()},
+        {"config_set", ManagerConfig()},
+        {"config_records", set},
+        {"config_node_manager", HostConfig()},
+        {"config_discovery", ZMakeShared<ZDiscoveryConfig>()},
+        {"config_comms", ZMakeShared<ZCommsParams>()},
+    };
+}
+
 bool WriteFile(const std::string& path, const std::string& bytes) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
@@ -508,5 +747,31 @@ int main(int argc, char** argv) {
     }
     const std::string setText = JSON(FullSet);
     ok &= WriteFile(configs + "malformed_truncated.json", setText.substr(0, setText.size() / 2));
+
+    const std::string mqtt = std::string(argv[1]) + "/ZNodeCommMQTTFuzz/";
+    for (const auto& payloads : {Requests(), AnswersAndPublications(), OtherMessages()}) {
+        for (const auto& [name, message] : payloads) {
+            std::string payload;
+            ok &= ZNodeCommMQTT::Encode(*message, payload) && WriteFile(mqtt + name + ".json", payload);
+        }
+    }
+    // One payload for each reason a receiver drops one.
+    std::string graph;
+    ZNodeCommMQTT::Encode(*Graph("response/ZNodeDiscovery1/gettopo"), graph);
+    const std::pair<const char*, std::string> dropped[] = {
+        {"drop_truncated", graph.substr(0, graph.size() / 2)},
+        {"drop_not_object", R"(["ZGenericResponseMsg"])"},
+        {"drop_no_class", R"({"source":"control/ops/findnode","body":{"nodeUID":"Radar-NM"}})"},
+        {"drop_class_not_text", R"({"class":7,"body":{}})"},
+        {"drop_unknown_class", R"({"class":"ZNoSuchMsg","source":"control/ops/findnode"})"},
+        {"drop_not_a_message", R"({"class":"ZNodeDiscovery","source":"control/ops/findnode"})"},
+        {"drop_body_not_object", R"({"class":"ZDiscoveryFindNodeMsg","body":"Radar-NM"})"},
+        {"drop_body_unreadable", R"({"class":"ZNodeManagerConfig","body":{"UID":"a/b"}})"},
+        {"drop_wrong_types",
+         R"({"class":"ZDiscoveryManagerMsg","priority":"high","body":{"processID":1.5,"sessionID":-1}})"},
+    };
+    for (const auto& [name, payload] : dropped) {
+        ok &= WriteFile(mqtt + name + ".json", payload);
+    }
     return ok ? 0 : 1;
 }

@@ -14,7 +14,7 @@
 
 // Reads whatever a fuzzed stream holds through the public stream interface: each key a record or
 // a seed uses, as every type, then children and arrays recursively and the objects they name.
-// Every value read is written to a fresh stream of the same kind and must read back the same;
+// Every value read is written to an empty stream of the same kind and must read back the same;
 // a difference aborts, which is how the fuzzer reports it.
 class ZFuzzStreamWalker {
 public:
@@ -32,7 +32,11 @@ public:
         (void)silenced;
     }
 
-    static void Walk(const std::shared_ptr<ZCommStream>& stream) { Walk(stream, 0); }
+    static void Walk(const std::shared_ptr<ZCommStream>& stream) {
+        const auto copy = stream->CreateChild();
+        Check(copy != nullptr);
+        Walk(stream, *copy, 0);
+    }
 
     // Writes a number under every key of the stream, whatever was there, and checks each reads back.
     static void Overwrite(const std::shared_ptr<ZCommStream>& stream) {
@@ -67,16 +71,17 @@ private:
         return a == b;
     }
 
+    // One scratch stream, emptied before each value, rather than a new stream per value read.
     template <class T>
-    static void CheckCopy(const std::shared_ptr<ZCommStream>& stream, const char* key, const T& value) {
-        auto copy = stream->CreateChild();
-        Check(copy != nullptr && copy->Serialize(key, value, false));
+    static void CheckCopy(ZCommStream& copy, const char* key, const T& value) {
+        copy.Clear();
+        Check(copy.Serialize(key, value, false));
         T read{};
-        Check(copy->Deserialize(key, read) && Same(read, value));
+        Check(copy.Deserialize(key, read) && Same(read, value));
     }
 
     template <class T>
-    static bool ReadAndCopy(const std::shared_ptr<ZCommStream>& stream, const char* key) {
+    static bool ReadAndCopy(const std::shared_ptr<ZCommStream>& stream, ZCommStream& copy, const char* key) {
         T value{};
         if (!stream->Deserialize(key, value)) {
             return false;
@@ -86,20 +91,20 @@ private:
                 return true;  // JSON text has no way to write these
             }
         }
-        CheckCopy(stream, key, value);
+        CheckCopy(copy, key, value);
         return true;
     }
 
-    static void Walk(const std::shared_ptr<ZCommStream>& stream, int depth) {
+    static void Walk(const std::shared_ptr<ZCommStream>& stream, ZCommStream& copy, int depth) {
         for (const char* key : kKeys) {
-            bool found = ReadAndCopy<std::int32_t>(stream, key);
-            found |= ReadAndCopy<std::uint32_t>(stream, key);
-            found |= ReadAndCopy<std::int64_t>(stream, key);
-            found |= ReadAndCopy<float>(stream, key);
-            found |= ReadAndCopy<double>(stream, key);
-            found |= ReadAndCopy<bool>(stream, key);
-            found |= ReadAndCopy<ZString>(stream, key);
-            found |= ReadAndCopy<ZStringList>(stream, key);
+            bool found = ReadAndCopy<std::int32_t>(stream, copy, key);
+            found |= ReadAndCopy<std::uint32_t>(stream, copy, key);
+            found |= ReadAndCopy<std::int64_t>(stream, copy, key);
+            found |= ReadAndCopy<float>(stream, copy, key);
+            found |= ReadAndCopy<double>(stream, copy, key);
+            found |= ReadAndCopy<bool>(stream, copy, key);
+            found |= ReadAndCopy<ZString>(stream, copy, key);
+            found |= ReadAndCopy<ZStringList>(stream, copy, key);
             Check(!found || stream->HasKey(key));
             if (depth >= kMaxDepth) {
                 continue;
@@ -107,14 +112,16 @@ private:
             std::shared_ptr<ZCommStream> child;
             if (stream->DeserializeChild(key, child)) {
                 Check(child != nullptr);
-                Walk(child, depth + 1);
+                Walk(child, copy, depth + 1);
                 stream->DeserializeChildClass<ZCommStreamObject>(child);
             }
+            // A null element is made by the stream when there is one to fill, not for every key.
             std::shared_ptr<void> cursor;
-            std::shared_ptr<ZCommStream> element = stream->CreateChild();
+            std::shared_ptr<ZCommStream> element;
             for (int i = 0; i < kMaxElements && stream->DeserializeArrayElement(key, element, cursor); ++i) {
-                Walk(element, depth + 1);
-                element = stream->CreateChild();
+                Check(element != nullptr);
+                Walk(element, copy, depth + 1);
+                element.reset();
             }
         }
         ZGenericResponseMsg message;

@@ -24,6 +24,12 @@ std::uint64_t ZNodeComm::GetConnectionCount() const {
     return 1;
 }
 
+std::string ZNodeComm::GetRefusal() const {
+    return std::string();
+}
+
+void ZNodeComm::SetOnRefused(std::function<void(const std::string&)>) {}
+
 bool ZNodeComm::SetLastWill(const ZCommEndpoint&, const std::shared_ptr<ZMessage>&) {
     return false;
 }

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "NodeComm/ZBrokerAddress.h"
 #include "ZCoreConfigs/ZCommsParams.h"
 #include "ZMessages/ZJSONCommStream.h"
 #include "ZShared/CID.h"
@@ -19,6 +20,9 @@ namespace {
 
 constexpr int kQoS = 1;
 constexpr const char* kSystemCAPath = "/etc/ssl/certs";
+// CONNACK return codes that say the client will not be let in however often it asks.
+constexpr int kConnackBadCredentials = 4;
+constexpr int kConnackNotAuthorised = 5;
 
 void InitLibrary() {
     // Never cleaned up: other clients of the process may still use the library at exit.
@@ -28,25 +32,6 @@ void InitLibrary() {
 
 std::string ToStd(const ZString& text) {
     return std::string(text.data(), text.size());
-}
-
-// "%XX" escapes in the user and password of a URL.
-std::string PercentDecode(const std::string& text) {
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size()) {
-            const std::string hex = text.substr(i + 1, 2);
-            char* end = nullptr;
-            const long value = std::strtol(hex.c_str(), &end, 16);
-            if (end == hex.c_str() + 2) {
-                out.push_back(static_cast<char>(value));
-                i += 2;
-                continue;
-            }
-        }
-        out.push_back(text[i]);
-    }
-    return out;
 }
 
 // Counts worth a log line as they grow: 1, 10, 100, ...
@@ -68,76 +53,10 @@ ZNodeCommMQTT::~ZNodeCommMQTT() {
 }
 
 bool ZNodeCommMQTT::Configure(const ZCommsParams& params, const std::string& clientID) {
-    const std::string url = ToStd(params.TransportURL);
-    const auto fail = [&](const std::string& why) {
-        m_error = "\"TransportURL\" <" + url + ">: " + why;
+    ZBrokerAddress address;
+    if (std::string why; !address.Parse(ToStd(params.TransportURL), why)) {
+        m_error = "\"TransportURL\" " + why;
         return false;
-    };
-    std::string rest;
-    bool tls = false;
-    int port = 1883;
-    if (url.rfind("mqtt://", 0) == 0) {
-        rest = url.substr(7);
-    } else if (url.rfind("mqtts://", 0) == 0) {
-        rest = url.substr(8);
-        tls = true;
-        port = 8883;
-    } else {
-        return fail("not an mqtt:// or mqtts:// URL");
-    }
-    std::string caFile;
-    const std::size_t query = rest.find('?');
-    if (query != std::string::npos) {
-        const std::string options = rest.substr(query + 1);
-        rest.resize(query);
-        if (options.rfind("cafile=", 0) != 0 || options.size() == 7) {
-            return fail("the only query understood is ?cafile=PATH");
-        }
-        caFile = PercentDecode(options.substr(7));
-    }
-    if (const std::size_t slash = rest.find('/'); slash != std::string::npos) {
-        if (slash + 1 != rest.size()) {
-            return fail("a broker URL has no path");
-        }
-        rest.resize(slash);
-    }
-    std::string user;
-    std::string password;
-    if (const std::size_t at = rest.rfind('@'); at != std::string::npos) {
-        const std::string credentials = rest.substr(0, at);
-        rest = rest.substr(at + 1);
-        const std::size_t colon = credentials.find(':');
-        user = PercentDecode(credentials.substr(0, colon));
-        if (colon != std::string::npos) {
-            password = PercentDecode(credentials.substr(colon + 1));
-        }
-    }
-    std::string host = rest;
-    std::string portText;
-    if (!rest.empty() && rest.front() == '[') {
-        const std::size_t close = rest.find(']');
-        if (close == std::string::npos || (close + 1 < rest.size() && rest[close + 1] != ':')) {
-            return fail("malformed IPv6 address");
-        }
-        host = rest.substr(1, close - 1);
-        portText = close + 1 < rest.size() ? rest.substr(close + 2) : std::string();
-    } else if (const std::size_t colon = rest.rfind(':'); colon != std::string::npos) {
-        host = rest.substr(0, colon);
-        portText = rest.substr(colon + 1);
-    }
-    if (host.empty()) {
-        return fail("no host");
-    }
-    if (!portText.empty()) {
-        char* end = nullptr;
-        const long value = std::strtol(portText.c_str(), &end, 10);
-        if (*end != '\0' || value < 1 || value > 65535) {
-            return fail("bad port <" + portText + ">");
-        }
-        port = static_cast<int>(value);
-    }
-    if (!caFile.empty() && !tls) {
-        return fail("?cafile= needs mqtts://");
     }
     std::string why;
     if (!ZCommEndpoint::IsTopicSafeUID(clientID, &why)) {
@@ -145,13 +64,7 @@ bool ZNodeCommMQTT::Configure(const ZCommsParams& params, const std::string& cli
         return false;
     }
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_url = url;
-    m_host = host;
-    m_port = port;
-    m_user = user;
-    m_password = password;
-    m_bTLS = tls;
-    m_caFile = caFile;
+    m_address = address;
     m_clientID = clientID;
     m_connectTryTimeoutSecs = params.ConnectTryTimeoutSecs > 0 ? params.ConnectTryTimeoutSecs : 1.2f;
     m_connectRetries = params.ConnectRetries > 0 ? params.ConnectRetries : 1;
@@ -191,7 +104,7 @@ bool ZNodeCommMQTT::Connect() {
     // Connect and Shutdown run one at a time; libmosquitto's own locks are never taken while
     // m_mutex is held here, since its callbacks take m_mutex under them.
     std::lock_guard<std::mutex> connecting(m_connectMutex);
-    if (m_host.empty()) {
+    if (m_address.m_host.empty()) {
         ZLOG(LOGLEVEL_ERROR, "Not configured: no broker to connect to");
         return false;
     }
@@ -203,14 +116,24 @@ bool ZNodeCommMQTT::Connect() {
     }
     const auto wait =
         std::chrono::duration<double>(m_connectTryTimeoutSecs * static_cast<float>(m_connectRetries));
+    bool refused = false;
     {
         std::unique_lock<std::mutex> lock(m_mutex);
-        if (m_connectedChanged.wait_for(lock, wait, [this] { return m_bConnected.load(); })) {
-            return true;
+        if (m_connectedChanged.wait_for(lock, wait,
+                                        [this] { return m_bConnected.load() || !m_refusal.empty(); })) {
+            if (m_bConnected) {
+                return true;
+            }
+            m_error = m_refusal;
+            refused = true;
         }
     }
-    ZLOG(LOGLEVEL_ERROR, "Broker <%s> not reached within %d tries of %.1f s", m_url.c_str(), m_connectRetries,
-         static_cast<double>(m_connectTryTimeoutSecs));
+    if (refused) {
+        StopClient();
+        return false;
+    }
+    ZLOG(LOGLEVEL_ERROR, "Broker <%s> not reached within %d tries of %.1f s", m_address.Shown().c_str(),
+         m_connectRetries, static_cast<double>(m_connectTryTimeoutSecs));
     StopClient();
     return false;
 }
@@ -228,15 +151,17 @@ bool ZNodeCommMQTT::StartClient() {
     mosquitto_message_callback_set(client, &ZNodeCommMQTT::OnMessageCallback);
     mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
     mosquitto_reconnect_delay_set(client, 1, 8, true);
-    if (!m_user.empty()) {
-        mosquitto_username_pw_set(client, m_user.c_str(), m_password.empty() ? nullptr : m_password.c_str());
+    if (!m_address.m_user.empty()) {
+        mosquitto_username_pw_set(client, m_address.m_user.c_str(),
+                                  m_address.m_password.empty() ? nullptr : m_address.m_password.c_str());
     }
-    if (m_bTLS) {
-        const int rc = m_caFile.empty()
-                           ? mosquitto_tls_set(client, nullptr, kSystemCAPath, nullptr, nullptr, nullptr)
-                           : mosquitto_tls_set(client, m_caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
+    if (m_address.m_bTLS) {
+        const int rc =
+            m_address.m_caFile.empty()
+                ? mosquitto_tls_set(client, nullptr, kSystemCAPath, nullptr, nullptr, nullptr)
+                : mosquitto_tls_set(client, m_address.m_caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
         if (rc != MOSQ_ERR_SUCCESS) {
-            ZLOG(LOGLEVEL_ERROR, "TLS for <%s>: %s", m_url.c_str(), mosquitto_strerror(rc));
+            ZLOG(LOGLEVEL_ERROR, "TLS for <%s>: %s", m_address.Shown().c_str(), mosquitto_strerror(rc));
             mosquitto_destroy(client);
             return false;
         }
@@ -267,10 +192,11 @@ bool ZNodeCommMQTT::StartClient() {
         mosquitto_destroy(client);
         return false;
     }
-    const int rc = mosquitto_connect_async(client, m_host.c_str(), m_port, m_keepAliveSecs);
+    const int rc =
+        mosquitto_connect_async(client, m_address.m_host.c_str(), m_address.m_port, m_keepAliveSecs);
     if (rc != MOSQ_ERR_SUCCESS) {
-        ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background", m_url.c_str(),
-             rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
+        ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background",
+             m_address.Shown().c_str(), rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
     }
     return true;
 }
@@ -441,16 +367,16 @@ std::shared_ptr<ZMessage> ZNodeCommMQTT::Decode(const void* payload, std::size_t
     stream->Deserialize("notification", notification);
     std::int32_t priority = message->GetDefaultPriority();
     stream->Deserialize("priority", priority);
-    if (stream->HasKey("body")) {
-        auto body = stream->ReadChild("body");
-        if (!body) {
-            why = "\"body\" is not an object";
-            return nullptr;
-        }
-        if (!message->Deserialize(body)) {
-            why = "\"body\" does not read as <" + name + ">";
-            return nullptr;
-        }
+    // An absent body reads as an empty one, so that a class whose defaults are no valid message
+    // (a node manager's configuration without a UID) refuses it as it would refuse "body": {}.
+    const auto body = stream->HasKey("body") ? stream->ReadChild("body") : stream->CreateChild();
+    if (!body) {
+        why = "\"body\" is not an object";
+        return nullptr;
+    }
+    if (!message->Deserialize(body)) {
+        why = "\"body\" does not read as <" + name + ">";
+        return nullptr;
     }
     if (const std::size_t problems = stream->ReadProblemCount(); problems > 0) {
         why = std::to_string(problems) + " value(s) of the wrong type or out of range";
@@ -571,8 +497,14 @@ void ZNodeCommMQTT::OnMessageCallback(mosquitto*, void* self, const mosquitto_me
 
 void ZNodeCommMQTT::HandleConnect(int rc) {
     if (rc != 0) {
-        ZLOG(LOGLEVEL_ERROR, "Broker <%s> refused the connection: %s", m_url.c_str(),
-             mosquitto_connack_string(rc));
+        // Bad credentials and a client the broker does not authorise do not get better by asking
+        // again; a broker that is not ready yet may.
+        const bool final = rc == kConnackBadCredentials || rc == kConnackNotAuthorised;
+        ZLOG(LOGLEVEL_ERROR, "Broker <%s> refused the connection: %s%s", m_address.Shown().c_str(),
+             mosquitto_connack_string(rc), final ? " Not trying again." : "");
+        if (final) {
+            Refuse(rc);
+        }
         return;
     }
     {
@@ -601,8 +533,8 @@ void ZNodeCommMQTT::HandleConnect(int rc) {
             m_droppedSinceConnect = 0;
         }
         ZLOG(m_stats.m_connects > 1 ? LOGLEVEL_WARNING : LOGLEVEL_PROGRESS,
-             "Connected to <%s> as <%s>; %zu subscription(s), %zu message(s) waiting", m_url.c_str(),
-             m_clientID.c_str(), m_topics.size(), m_buffer.size());
+             "Connected to <%s> as <%s>; %zu subscription(s), %zu message(s) waiting",
+             m_address.Shown().c_str(), m_clientID.c_str(), m_topics.size(), m_buffer.size());
         m_bConnected = true;
         m_connectedChanged.notify_all();
     }
@@ -613,8 +545,8 @@ void ZNodeCommMQTT::HandleDisconnect(int rc) {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_bConnected = false;
     m_connectedChanged.notify_all();
-    if (!m_bStopping) {
-        ZLOG(LOGLEVEL_WARNING, "Lost the broker <%s> (%s); reconnecting", m_url.c_str(),
+    if (!m_bStopping && m_refusal.empty()) {
+        ZLOG(LOGLEVEL_WARNING, "Lost the broker <%s> (%s); reconnecting", m_address.Shown().c_str(),
              rc == MOSQ_ERR_CONN_LOST ? "connection lost" : mosquitto_strerror(rc));
     }
 }
@@ -662,6 +594,40 @@ void ZNodeCommMQTT::HandleMessage(const mosquitto_message& received) {
     for (const auto& delivery : deliveries) {
         (*delivery)(endpoint, message);
     }
+}
+
+void ZNodeCommMQTT::Refuse(int rc) {
+    std::function<void(const std::string&)> onRefused;
+    std::string refusal;
+    mosquitto* client = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_refusal = "broker <" + m_address.Shown() + "> refused " +
+                    (m_address.m_user.empty() ? std::string("a client without credentials")
+                                              : "user <" + m_address.m_user + ">") +
+                    ": " + mosquitto_connack_string(rc);
+        refusal = m_refusal;
+        onRefused = m_onRefused;
+        client = m_pClient;
+        m_connectedChanged.notify_all();
+    }
+    // From the library's own thread this only ends its reconnecting.
+    if (client != nullptr) {
+        mosquitto_disconnect(client);
+    }
+    if (onRefused) {
+        onRefused(refusal);
+    }
+}
+
+std::string ZNodeCommMQTT::GetRefusal() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_refusal;
+}
+
+void ZNodeCommMQTT::SetOnRefused(std::function<void(const std::string&)> onRefused) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_onRefused = std::move(onRefused);
 }
 
 ZNodeCommMQTT::ZStats ZNodeCommMQTT::GetStats() const {

@@ -11,7 +11,9 @@
 
 #include "NodeComm/ZTransportFactory.h"
 #include "ZCoreConfigs/ZCommsParams.h"
+#include "ZMessages/ZCommStream.h"
 #include "ZMessages/ZGenericResponseMsg.h"
+#include "ZShared/ZFactory.h"
 #include "ZShared/ZMakeShared.h"
 #include "ZTestKit/ZCapturingLogSink.h"
 #include "ZTestKit/ZRecordingSubscriber.h"
@@ -38,6 +40,34 @@ std::vector<std::string> TextsOf(const ZRecordingSubscriber& recorder) {
         texts.push_back(TextOf(message));
     }
     return texts;
+}
+
+// A message that is only valid with a name: its defaults are no message.
+class ZTestNamedMsg : public ZMessage {
+    Z_FACTORY_CLASS(ZTestNamedMsg)
+
+public:
+    bool Serialize(const std::shared_ptr<ZCommStream>& stream) const override {
+        return stream->Serialize("name", m_name, false);
+    }
+    bool Deserialize(const std::shared_ptr<ZCommStream>& stream) override {
+        return stream->Deserialize("name", m_name) && !m_name.empty();
+    }
+
+    ZString m_name;
+};
+
+// Decodes the payload; on success encodes what it read and decodes that too, which must succeed.
+std::string DecodeTwice(const std::string& payload) {
+    std::string why;
+    const auto message = ZNodeCommMQTT::Decode(payload.data(), payload.size(), why);
+    if (!message) {
+        return why;
+    }
+    std::string again;
+    EXPECT_TRUE(ZNodeCommMQTT::Encode(*message, again));
+    EXPECT_NE(nullptr, ZNodeCommMQTT::Decode(again.data(), again.size(), why)) << again << ": " << why;
+    return message->ClassName();
 }
 
 // Runs one of mosquitto's own clients and returns its exit status.
@@ -233,6 +263,16 @@ TEST_F(ZNodeCommMQTTTest, PublishesTheLastWillWhenAClientDiesWithoutAGoodbyeButN
 
     ASSERT_TRUE(recorder.WaitForCount(2, kWait));
     EXPECT_EQ((std::vector<std::string>{"ready", "gone"}), TextsOf(recorder));
+}
+
+TEST(ZNodeCommMQTTDecodeTest, APayloadWithoutBodyReadsAsAnEmptyBody) {
+    ZClassRegistration<ZTestNamedMsg>::Register("ZMessage");
+
+    EXPECT_EQ("\"body\" does not read as <ZTestNamedMsg>", DecodeTwice(R"({"class":"ZTestNamedMsg"})"));
+    EXPECT_EQ("\"body\" does not read as <ZTestNamedMsg>",
+              DecodeTwice(R"({"class":"ZTestNamedMsg","body":{}})"));
+    EXPECT_EQ("ZTestNamedMsg", DecodeTwice(R"({"class":"ZTestNamedMsg","body":{"name":"Radar1"}})"));
+    EXPECT_EQ("ZGenericResponseMsg", DecodeTwice(R"({"class":"ZGenericResponseMsg"})"));
 }
 
 TEST(ZNodeCommMQTTConfigTest, AcceptsBrokerURLsAndRefusesOthersWithTheReason) {

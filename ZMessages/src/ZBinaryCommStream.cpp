@@ -819,8 +819,7 @@ bool ZBinaryCommStream::Deserialize(const char* key, float& value) {
     if (!ReadNumber(key, "float", number)) {
         return false;
     }
-    value = ZStreamNumber::Float(number).ToFloat();
-    return true;
+    return ZStreamReadFloat(*this, key, ZStreamNumber::Float(number), value);
 }
 
 bool ZBinaryCommStream::Deserialize(const char* key, double& value) {

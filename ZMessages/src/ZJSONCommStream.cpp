@@ -234,8 +234,7 @@ bool ZJSONCommStream::Deserialize(const char* key, float& value) {
         LogWrongType(*this, key, "float", *node);
         return false;
     }
-    value = number->ToFloat();
-    return true;
+    return ZStreamReadFloat(*this, key, *number, value);
 }
 
 bool ZJSONCommStream::Deserialize(const char* key, double& value) {

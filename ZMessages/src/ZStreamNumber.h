@@ -11,7 +11,8 @@
 
 // A number as a stream holds it, with the conversions every stream kind applies when reading, so
 // that JSON and binary streams accept and refuse the same values: integer targets take integral
-// values within their range (3.0 reads as 3), floating targets take any number.
+// values within their range (3.0 reads as 3), double targets take any number, float targets any
+// number within their range.
 class ZStreamNumber {
 public:
     enum ZConversion { CONVERSION_OK, CONVERSION_OUT_OF_RANGE, CONVERSION_NOT_INTEGER };
@@ -84,6 +85,17 @@ public:
         return static_cast<float>(value);
     }
 
+    // As ToFloat, but a finite value beyond the float range is out of range rather than an
+    // infinity: a JSON text cannot carry the infinity back.
+    ZConversion ToFloat(float& out) const {
+        const float rounded = ToFloat();
+        if (std::isinf(rounded) && std::isfinite(ToDouble())) {
+            return CONVERSION_OUT_OF_RANGE;
+        }
+        out = rounded;
+        return CONVERSION_OK;
+    }
+
     // The value as a log line shows it.
     std::string Text() const {
         switch (m_kind) {
@@ -149,4 +161,18 @@ bool ZStreamReadInteger(const ZCommStream& stream, const char* key, const ZStrea
             return false;
     }
     return false;
+}
+
+// Converts a stored number into a float target, on failure as ZStreamReadInteger does.
+inline bool ZStreamReadFloat(const ZCommStream& stream, const char* key, const ZStreamNumber& number,
+                             float& value) {
+    float converted = 0;
+    if (number.ToFloat(converted) != ZStreamNumber::CONVERSION_OK) {
+        stream.NoteReadProblem();
+        ZLOG_WITH(stream.m_logLevel, stream.m_logSource, LOGLEVEL_WARNING,
+                  "Key <%s>: %s is out of float range", key, number.Text().c_str());
+        return false;
+    }
+    value = converted;
+    return true;
 }

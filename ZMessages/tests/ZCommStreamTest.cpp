@@ -332,6 +332,28 @@ TYPED_TEST(ZCommStreamTest, NumbersConvertBetweenKindsWhenTheyFit) {
     ExpectRead(*read, "int", 9.0f);
 }
 
+// A JSON text has no infinity to write a float read as one, so neither stream kind makes one up.
+TYPED_TEST(ZCommStreamTest, FloatTargetsRefuseFiniteNumbersBeyondTheirRange) {
+    constexpr float kLargest = std::numeric_limits<float>::max();
+    auto sut = this->MakeStream();
+    sut->Serialize("largest", static_cast<double>(kLargest), false);
+    sut->Serialize("over", 1e39, false);
+    sut->Serialize("under", -1e39, false);
+    auto read = this->Reread(sut);
+    read->CountReadProblems();
+    float value = 7;
+    ZScopedLogCapture capture;
+
+    ExpectRead(*read, "largest", kLargest);
+    EXPECT_FALSE(read->Deserialize("over", value));
+    EXPECT_FALSE(read->Deserialize("under", value));
+
+    EXPECT_EQ(value, 7.0f);
+    EXPECT_EQ(read->ReadProblemCount(), 2u);
+    EXPECT_EQ(capture->Count("is out of float range", LOGLEVEL_WARNING), 2u);
+    ExpectRead(*read, "under", -1e39);
+}
+
 TYPED_TEST(ZCommStreamTest, ChildrenReadAreIndependentOfTheirParent) {
     auto sut = this->MakeStream();
     sut->SerializeChild("child", this->ChildWith(sut, "n", 1));

@@ -25,6 +25,8 @@ constexpr const char* kDiscoveryClass = "ZNodeDiscovery";
 constexpr std::chrono::seconds kTopologyTimeout{5};
 // What the manager's pump hands the waiting main thread when a newer process replaced it.
 constexpr unsigned char kWakeSuperseded = 255;
+// ... and when the broker turned it away for good.
+constexpr unsigned char kWakeRefused = 254;
 
 // The process's identity on a broker: the node manager's UID and something of this process's own.
 // Two processes under one UID (a frozen one and its replacement) must not take the connection from
@@ -159,12 +161,23 @@ int ZNodeManagerHost::Serve() {
     if (!comm) {
         return Report(m_options.m_configPath + ": " + error);
     }
+    comm->SetOnRefused([&signals](const std::string&) { signals.Wake(kWakeRefused); });
     if (!manager->Start(comm)) {
         comm->Disconnect();
+        if (const std::string refusal = comm->GetRefusal(); !refusal.empty()) {
+            return Report(m_options.m_configPath + ": " + refusal);
+        }
         return Report(m_options.m_configPath + ": the node manager did not start", kExitFailed);
     }
     manager->SetOnSuperseded([&signals] { signals.Wake(kWakeSuperseded); });
     const int signal = signals.Wait();
+    comm->SetOnRefused(nullptr);
+    if (signal == kWakeRefused) {
+        // Credentials are configuration: asking again with the same ones would only be refused again.
+        manager->Halt();
+        comm->Disconnect();
+        return Report(m_options.m_configPath + ": " + comm->GetRefusal());
+    }
     if (signal == kWakeSuperseded) {
         // A goodbye would take the newer process out, and so would the will of an unclean end.
         manager->Halt();

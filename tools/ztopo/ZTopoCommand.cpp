@@ -4,10 +4,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 
 #include "NodeBase/ZDiscoveryFindNodeMsg.h"
@@ -15,10 +17,12 @@
 #include "NodeBase/ZDiscoveryLockUnlockMsg.h"
 #include "NodeBase/ZDiscoveryMasterNodeManagerUIDMsg.h"
 #include "NodeBase/ZDiscoveryRequestMasterNodeManagerUIDMsg.h"
+#include "NodeBase/ZNodeManager.h"
 #include "NodeBase/ZNodeUIDMsg.h"
 #include "NodeBase/ZRemovalHistoryMsg.h"
 #include "NodeBase/ZRemoveNodeManagerMsg.h"
 #include "NodeBase/ZTopologyMsg.h"
+#include "NodeComm/ZBrokerAddress.h"
 #include "NodeComm/ZNodeComm.h"
 #include "NodeComm/ZTransportFactory.h"
 #include "ZCoreConfigs/ZCommsParams.h"
@@ -38,7 +42,9 @@ constexpr const char* kExitCodes =
     "  0  done\n"
     "  1  the discovery node answered no (not found, lock denied, removal refused, no master)\n"
     "  2  usage error or bad argument\n"
-    "  3  no answer within the time-out, or the broker cannot be reached";
+    "  3  no answer within the time-out, or the broker cannot be reached\n"
+    "  4  the broker refused the credentials or the client\n"
+    "  5  the output could not be written";
 
 volatile std::sig_atomic_t g_stopSignal = 0;
 
@@ -81,7 +87,13 @@ std::shared_ptr<ZNodeComm> MakeTransport(const std::string& url, const std::stri
     // limit is the one that matters.
     params->nMaxMessageBytes = kMaxAnswerBytes;
     auto comm = ZTransportFactory::Make(*params, clientUID, error);
+    if (comm) {
+        comm->m_logLevel = 0;  // every failure is ztopo's one line
+    }
     if (comm && !comm->IsConnected() && !comm->Connect()) {
+        if (!comm->GetRefusal().empty()) {
+            return comm;  // refused for good: the caller says so, apart from an unreachable broker
+        }
         error = "no connection within " + std::to_string(timeout.count()) + " ms";
         return nullptr;
     }
@@ -155,13 +167,15 @@ void ZTopoCommand::AddOptions(CLI::App& app) {
     app.footer(kExitCodes);
     app.require_subcommand(1);
     app.fallthrough();
+    app.set_version_flag("--version", std::string("ztopo ") + ZNodeManager::kFrameworkVersion);
     app.add_option("--broker", options.m_broker, "Broker URL")
         ->envname("ZTOPO_BROKER")
         ->type_name("URL")
         ->capture_default_str()
         ->check(CLI::Validator(
             [](std::string& url) {
-                return url.empty() ? std::string("the broker URL is empty") : std::string();
+                std::string why;
+                return ZBrokerAddress().Parse(url, why) ? std::string() : why;
             },
             "URL"));
     app.add_option("--discovery", options.m_discovery, "UID of the discovery node")
@@ -211,23 +225,55 @@ int ZTopoCommand::Run(const std::vector<std::string>& args) {
     }
     try {
         app.parse(static_cast<int>(argv.size()), argv.data());
-    } catch (const CLI::ParseError& e) {
+    } catch (const CLI::CallForHelp& e) {
         return app.exit(e, m_out, m_err) == 0 ? ZTOPO_EXIT_OK : ZTOPO_EXIT_USAGE;
+    } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e, m_out, m_err) == 0 ? ZTOPO_EXIT_OK : ZTOPO_EXIT_USAGE;
+    } catch (const CLI::CallForVersion& e) {
+        return app.exit(e, m_out, m_err) == 0 ? ZTOPO_EXIT_OK : ZTOPO_EXIT_USAGE;
+    } catch (const CLI::ParseError& e) {
+        return Usage(app, args, e.what());
     }
 
     const std::string clientUID = ClientUID();
     std::string error;
     auto comm = m_connector ? m_connector(options.m_broker, clientUID, options.Timeout(), error) : nullptr;
     if (!comm) {
-        m_err << "ztopo: cannot reach the broker <" << options.m_broker << ">: " << error << "\n";
+        m_err << "ztopo: cannot reach the broker <" << ZBrokerAddress::Redact(options.m_broker)
+              << ">: " << error << "\n";
         return ZTOPO_EXIT_NO_ANSWER;
+    }
+    if (const std::string refusal = comm->GetRefusal(); !refusal.empty()) {
+        m_err << "ztopo: " << refusal << "\n";
+        return ZTOPO_EXIT_DENIED;
     }
     m_pRequest = std::make_unique<ZTopologyRequest>(comm, ZNodeUID(options.m_discovery), ZNodeUID(clientUID));
     m_pRequest->SetStep(m_step);
     const int exitCode = Dispatch(app.get_subcommands().front()->get_name());
     m_pRequest.reset();
     m_out.flush();
+    if (!m_out) {
+        m_err << "ztopo: cannot write the answer: " << std::strerror(errno) << "\n";
+        return ZTOPO_EXIT_OUTPUT;
+    }
     return exitCode;
+}
+
+int ZTopoCommand::Usage(const CLI::App& app, const std::vector<std::string>& args,
+                        const std::string& what) const {
+    // CLI11 finds no subcommand in a word it does not know; say which word that was.
+    for (std::size_t i = 1; i < args.size() && app.get_subcommands().empty(); ++i) {
+        const std::string& word = args[i];
+        const bool takesValue = word == "--broker" || word == "--discovery" || word == "--timeout";
+        if (takesValue) {
+            ++i;
+        } else if (!word.empty() && word[0] != '-') {
+            m_err << "ztopo: unknown subcommand <" << word << ">; ztopo --help lists them\n";
+            return ZTOPO_EXIT_USAGE;
+        }
+    }
+    m_err << "ztopo: " << what << "; ztopo --help tells more\n";
+    return ZTOPO_EXIT_USAGE;
 }
 
 int ZTopoCommand::Dispatch(const std::string& subcommand) {
@@ -255,7 +301,8 @@ int ZTopoCommand::Dispatch(const std::string& subcommand) {
 
 int ZTopoCommand::NoAnswer(const char* what) const {
     m_err << "ztopo: no answer to " << what << " from the discovery node <" << m_pOptions->m_discovery
-          << "> within " << m_pOptions->m_timeoutSecs << " s (broker <" << m_pOptions->m_broker << ">)\n";
+          << "> within " << m_pOptions->m_timeoutSecs << " s (broker <"
+          << ZBrokerAddress::Redact(m_pOptions->m_broker) << ">)\n";
     return ZTOPO_EXIT_NO_ANSWER;
 }
 

@@ -20,6 +20,8 @@ enum ZTopoExit : int {
     ZTOPO_EXIT_REFUSED = 1,    // the discovery node answered no: not found, lock denied, ...
     ZTOPO_EXIT_USAGE = 2,      // bad command line or argument
     ZTOPO_EXIT_NO_ANSWER = 3,  // no answer within the time-out, or no transport
+    ZTOPO_EXIT_DENIED = 4,     // the broker turned the credentials or the client away
+    ZTOPO_EXIT_OUTPUT = 5,     // the answer could not be written (a full disk, a closed pipe)
 };
 
 // The ztopo program without its process: parses a command line, reaches the discovery node through
@@ -52,6 +54,8 @@ private:
     struct ZOptions;
 
     void AddOptions(CLI::App& app);
+    // One line on the error stream for a command line that cannot be used.
+    int Usage(const CLI::App& app, const std::vector<std::string>& args, const std::string& what) const;
     int Dispatch(const std::string& subcommand);
     int NoAnswer(const char* what) const;
     int Refused(const std::string& why) const;

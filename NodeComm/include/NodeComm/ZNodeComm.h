@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include "ZMessages/ZCommEndpoint.h"
 #include "ZMessages/ZMessage.h"
@@ -37,6 +38,11 @@ public:
     // it change knows that messages for it may have been lost meanwhile. 1 for a transport that never
     // drops.
     virtual std::uint64_t GetConnectionCount() const;
+    // Why the far end turned this client away for good (its credentials, its authorisation); empty
+    // while it has not. A transport that was refused does not try again.
+    virtual std::string GetRefusal() const;
+    // Called once, on a transport thread, when the far end refuses this client for good.
+    virtual void SetOnRefused(std::function<void(const std::string&)> onRefused);
 
     virtual SubscriptionId Subscribe(const ZCommEndpoint& endpoint, Delivery delivery) = 0;
     virtual bool Unsubscribe(SubscriptionId subscription) = 0;

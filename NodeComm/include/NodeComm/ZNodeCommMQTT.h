@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "NodeComm/ZBrokerAddress.h"
 #include "NodeComm/ZNodeComm.h"
 
 class ZCommsParams;
@@ -46,9 +47,9 @@ public:
     ~ZNodeCommMQTT() override;
 
     // Takes the parameters ("TransportURL" and the limits) and the client's identity on the broker.
-    // The URL is mqtt://[user[:password]@]host[:port] (port 1883), or mqtts:// (port 8883) for TLS
-    // checked against the system's CA store, or against the file of a "?cafile=PATH" query. False,
-    // with GetError(), for a URL that cannot be used; call before Connect.
+    // The URL is read by ZBrokerAddress: mqtt:// or mqtts://, user and password, a CA file and a
+    // password file. False, with GetError(), for a URL that cannot be used; call before Connect.
+    // Logs and errors show the URL without its password.
     bool Configure(const ZCommsParams& params, const std::string& clientID);
     const std::string& GetError() const { return m_error; }
 
@@ -69,6 +70,10 @@ public:
     bool WaitConnected(std::chrono::milliseconds timeout) const;
     ZStats GetStats() const;
     std::uint64_t GetConnectionCount() const override;
+    // A broker that turns the credentials or the client away (CONNACK 4 or 5) is final: the
+    // transport says so once and stops trying, and a blocking Connect returns false at once.
+    std::string GetRefusal() const override;
+    void SetOnRefused(std::function<void(const std::string&)> onRefused) override;
     std::size_t BufferedCount() const;
 
     // The payload a message travels as, and the message a payload describes (null, with `why`, when
@@ -96,6 +101,8 @@ private:
     void HandleDisconnect(int rc);
     void HandlePublished();
     void HandleMessage(const mosquitto_message& message);
+    // The broker turned the client away for good: no more tries, the host is told.
+    void Refuse(int rc);
     // Sends waiting messages while connected and the in-flight window has room. One caller at a
     // time sends, so the broker sees them in the order they were published.
     void Drain();
@@ -107,14 +114,8 @@ private:
     void StopClient();
 
     std::string m_error;
-    std::string m_url;
     std::string m_clientID;
-    std::string m_host;
-    int m_port = 1883;
-    std::string m_user;
-    std::string m_password;
-    bool m_bTLS = false;
-    std::string m_caFile;
+    ZBrokerAddress m_address;
     int m_keepAliveSecs = 30;
     std::chrono::milliseconds m_deliveryTimeout{5000};
     float m_connectTryTimeoutSecs = 1.2f;
@@ -138,6 +139,8 @@ private:
     bool m_bHasWill = false;
     ZPending m_will;
     std::uint64_t m_droppedSinceConnect = 0;
+    std::string m_refusal;
+    std::function<void(const std::string&)> m_onRefused;
     ZStats m_stats;
     SubscriptionId m_nextId = 1;
     std::map<std::string, ZTopicSubscribers> m_topics;

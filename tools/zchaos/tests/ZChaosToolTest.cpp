@@ -18,6 +18,10 @@ ZRun RunChaos(const std::vector<std::string>& arguments) {
     ZScratchFolder folder("zchaostool");
     const std::string log = folder.Path() + "/out.log";
     std::vector<std::string> args = {Z_ZCHAOS};
+    // A cross-built tool runs under the same emulator as this test.
+    if (std::string(Z_EMULATOR).size() > 0) {
+        args.insert(args.begin(), Z_EMULATOR);
+    }
     args.insert(args.end(), arguments.begin(), arguments.end());
     ZRun run;
     run.m_code = ZChildProcess::Run(args, log, std::chrono::seconds(30));

@@ -18,6 +18,7 @@
 #include "NodeBase/ZTopologyMsg.h"
 #include "ZMessages/ZJSONCommStream.h"
 #include "ZShared/ZMakeShared.h"
+#include "ZThresholdLogSink.h"
 
 extern char** environ;
 
@@ -298,6 +299,27 @@ TEST_F(ZNodeManagerHostTest, WithoutADiscoveryNodeItRetriesUntilSIGINT) {
 
     EXPECT_EQ(host.Wait(), 0) << host.Err();
     EXPECT_EQ(host.Err().find("[2]"), std::string::npos) << "level 3 and up only: " << host.Err();
+}
+
+// The discovery node's answers to signs of life are detail for the host's log, whatever level the
+// node gives them; everything else keeps its level.
+TEST(ZThresholdLogSinkTest, SignOfLifeAnswersShowOnlyFromDetailOn) {
+    const auto record = [](const char* source, const char* function, std::int32_t level) {
+        ZLogRecord line;
+        line.source = source;
+        line.function = function;
+        line.level = level;
+        return line;
+    };
+    const ZThresholdLogSink host(LOGLEVEL_PROGRESS);
+    const ZThresholdLogSink detailed(LOGLEVEL_DETAIL);
+
+    EXPECT_FALSE(host.Shows(record("ZNodeDiscovery", "OnFindNode", LOGLEVEL_PROGRESS)));
+    EXPECT_TRUE(detailed.Shows(record("ZNodeDiscovery", "OnFindNode", LOGLEVEL_PROGRESS)));
+    EXPECT_TRUE(host.Shows(record("ZNodeDiscovery", "OnFindNode", LOGLEVEL_ERROR)));
+    EXPECT_TRUE(host.Shows(record("ZNodeDiscovery", "OnAddNodeManager", LOGLEVEL_PROGRESS)));
+    EXPECT_FALSE(host.Shows(record("ZNodeManager", "SendSignOfLife", LOGLEVEL_DETAIL)));
+    EXPECT_FALSE(ZThresholdLogSink(0).Shows(record("ZNodeDiscovery", "Lock", LOGLEVEL_ERROR)));
 }
 
 }  // namespace
