@@ -233,15 +233,16 @@ bool ZNodeManagerConfig::Load(const char* file) {
     stream->m_logLevel = m_logLevel;
     stream->m_logSource = m_logSource;
     if (!stream->SetDataFromFile(file)) {
-        return fail("not a valid JSON document");
+        const std::string& why = stream->GetError();
+        return fail(why.empty() ? "not a valid JSON document" : "not a valid JSON document: " + why);
     }
     ZString className;
     if (stream->Deserialize("class", className) && className != StaticClassName()) {
         return fail("holds a " + Quoted(className) + ", not a ZNodeManagerConfig");
     }
-    if (!DeserializeClass(stream)) {
-        return fail(m_problem.empty() ? "cannot be read" : m_problem);
-    }
+    const bool read = DeserializeClass(stream);
+    // Also for a file refused below: a host loads the modules before it says what is wrong, so
+    // that the classes they carry are known when the file is checked.
     const std::filesystem::path folder = std::filesystem::path(path).parent_path();
     for (auto& module : m_modules) {
         std::filesystem::path modulePath(ToStdString(module));
@@ -250,6 +251,9 @@ bool ZNodeManagerConfig::Load(const char* file) {
             modulePath = std::filesystem::absolute(folder / modulePath, error).lexically_normal();
             module = ToZString(modulePath.string());
         }
+    }
+    if (!read) {
+        return fail(m_problem.empty() ? "cannot be read" : m_problem);
     }
     return true;
 }

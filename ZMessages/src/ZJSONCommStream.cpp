@@ -108,6 +108,18 @@ int NestingDepth(const char* text, std::size_t size, int limit) {
     return deepest;
 }
 
+// nlohmann's "[json.exception.parse_error.101] parse error at line 1, column 13: syntax error ..."
+// as a person reads it: "line 1, column 13: syntax error ...".
+std::string ParseErrorText(const std::string& what) {
+    const std::string marker = "parse error at ";
+    const auto at = what.find(marker);
+    if (at != std::string::npos) {
+        return what.substr(at + marker.size());
+    }
+    const auto bracket = what.find("] ");
+    return bracket == std::string::npos ? what : what.substr(bracket + 2);
+}
+
 }  // namespace
 
 ZJSONCommStream::ZJSONCommStream() : m_pDocument(std::make_unique<ZDocument>()) {
@@ -410,25 +422,31 @@ void ZJSONCommStream::Clear() {
 
 bool ZJSONCommStream::SetData(const void* data, std::size_t size) {
     Clear();
-    if (data == nullptr || size == 0) {
-        ZLOG(LOGLEVEL_ERROR, "No JSON text to read");
+    m_error.clear();
+    const auto refuse = [this](std::string why) {
+        ZLOG(LOGLEVEL_ERROR, "%s", why.c_str());
+        m_error = std::move(why);
         return false;
+    };
+    if (data == nullptr || size == 0) {
+        return refuse("No JSON text to read");
     }
     const char* text = static_cast<const char*>(data);
     if (NestingDepth(text, size, kMaxNesting) > kMaxNesting) {
-        ZLOG(LOGLEVEL_ERROR, "JSON text nests deeper than %d levels", kMaxNesting);
-        return false;
+        return refuse("JSON text nests deeper than " + std::to_string(kMaxNesting) + " levels");
     }
     ZJson parsed;
     try {
         parsed = ZJson::parse(text, text + size);
-    } catch (const ZJson::exception& error) {
+    } catch (const ZJson::parse_error& error) {
         ZLOG(LOGLEVEL_ERROR, "Malformed JSON text: %s", error.what());
+        m_error = ParseErrorText(error.what());
         return false;
+    } catch (const ZJson::exception& error) {
+        return refuse(std::string("Malformed JSON text: ") + error.what());
     }
     if (!parsed.is_object()) {
-        ZLOG(LOGLEVEL_ERROR, "JSON text holds a %s, not an object", parsed.type_name());
-        return false;
+        return refuse(std::string("JSON text holds a ") + parsed.type_name() + ", not an object");
     }
     m_pDocument->m_root = std::move(parsed);
     return true;

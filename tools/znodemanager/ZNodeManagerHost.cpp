@@ -9,6 +9,7 @@
 #include "NodeBase/ZTopologyMsg.h"
 #include "NodeComm/ZNodeComm.h"
 #include "NodeComm/ZTransportFactory.h"
+#include "ZConfigChecker.h"
 #include "ZCoreConfigs/ZCommsParams.h"
 #include "ZCoreConfigs/ZCoreConfigParams.h"
 #include "ZShared/CID.h"
@@ -55,14 +56,15 @@ int ZNodeManagerHost::Report(const std::string& what, int exitCode) {
     return exitCode;
 }
 
-bool ZNodeManagerHost::ReadConfig(std::int32_t logLevel, std::string& error) {
-    auto config = ZMakeShared<ZNodeManagerConfig>();
-    config->m_logLevel = logLevel;
-    if (!config->Load(m_options.m_configPath.c_str())) {
-        error = config->GetError();
+bool ZNodeManagerHost::ReadConfig(std::string& error) {
+    // Kept also when refused: its module list is still what the file names. Quiet, since the host
+    // tells the problem itself.
+    m_pConfig = ZMakeShared<ZNodeManagerConfig>();
+    m_pConfig->m_logLevel = LOGLEVEL_NONE;
+    if (!m_pConfig->Load(m_options.m_configPath.c_str())) {
+        error = m_pConfig->GetError();
         return false;
     }
-    m_pConfig = std::move(config);
     return true;
 }
 
@@ -83,25 +85,6 @@ bool ZNodeManagerHost::LoadModules(std::string& error) {
     return true;
 }
 
-bool ZNodeManagerHost::CheckNodeClasses(std::string& error) const {
-    for (std::size_t i = 0; i < m_pConfig->m_nodes.size(); ++i) {
-        const auto& node = m_pConfig->m_nodes[i];
-        const std::string className = ToStdString(node.m_className);
-        std::string problem;
-        if (ZShared::ZFactory::GetClassID(className.c_str()) == 0) {
-            problem = "unknown class <" + className + ">";
-        } else if (!IsKindOf(className, "ZNode")) {
-            problem = "class <" + className + "> is not a node";
-        }
-        if (!problem.empty()) {
-            error = m_options.m_configPath + ": node " + std::to_string(i + 1) + " (\"" +
-                    ToStdString(node.m_name) + "\"): " + problem;
-            return false;
-        }
-    }
-    return true;
-}
-
 bool ZNodeManagerHost::HostsDiscovery() const {
     for (const auto& node : m_pConfig->m_nodes) {
         if (IsKindOf(ToStdString(node.m_className), kDiscoveryClass)) {
@@ -114,9 +97,14 @@ bool ZNodeManagerHost::HostsDiscovery() const {
 int ZNodeManagerHost::Run() {
     ZLog::GetLogger()->SetSink(std::make_shared<ZThresholdLogSink>(m_options.m_logLevel));
     std::string error;
-    // Read quietly first, for the module list: records of module classes are unknown until then.
-    if (!m_options.m_configPath.empty() && !ReadConfig(LOGLEVEL_NONE, error)) {
-        return Report(error);
+    ZConfigChecker checker;
+    if (!m_options.m_configPath.empty()) {
+        if (!checker.Read(m_options.m_configPath)) {
+            return Report(m_options.m_configPath + ": " + checker.GetError());
+        }
+        // Read first for the module list only: what is wrong with the file is told once the modules
+        // are loaded, since the classes they carry are unknown until then.
+        ReadConfig(error);
     }
     if (!LoadModules(error)) {
         return Report(error);
@@ -135,11 +123,28 @@ int ZNodeManagerHost::Run() {
         }
         return 0;
     }
-    if (!ReadConfig(LOGLEVEL_WARNING, error) || !CheckNodeClasses(error)) {
+    const auto findings = checker.Check();
+    for (const auto& finding : findings) {
+        Report(m_options.m_configPath + ": " + ZConfigChecker::Text(finding));
+    }
+    if (ZConfigChecker::HasErrors(findings)) {
+        return kExitBadInput;
+    }
+    // Again, now that the records of module classes can be created.
+    if (!ReadConfig(error)) {
         return Report(error);
     }
     if (!m_options.m_dumpPath.empty() && !HostsDiscovery()) {
         return Report(m_options.m_configPath + ": --dump-topology needs the discovery node hosted here");
+    }
+    if (m_options.m_bCheck) {
+        const std::size_t warnings = findings.size();
+        std::printf(
+            "%s: OK%s\n", m_options.m_configPath.c_str(),
+            warnings == 0
+                ? ""
+                : (" (" + std::to_string(warnings) + (warnings == 1 ? " warning)" : " warnings)")).c_str());
+        return 0;
     }
     const int exitCode = Serve();
     m_loader.UnloadAll();

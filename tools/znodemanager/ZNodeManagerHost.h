@@ -12,8 +12,9 @@ class ZNodeManagerConfig;
 
 // The znodemanager program: loads the modules a configuration names, runs its node manager on the
 // transport its "TransportURL" names (in-process when empty, MQTT for mqtt:// and mqtts://) until
-// SIGINT or SIGTERM, then stops it and unloads the modules. Problems
-// with the configuration or the modules end it with one line on stderr and exit code 2.
+// SIGINT or SIGTERM, then stops it and unloads the modules. Problems with the configuration or the
+// modules end it with exit code 2 and one line on stderr for each; warnings about the configuration
+// are told the same way and the host starts.
 class ZNodeManagerHost {
 public:
     struct ZOptions {
@@ -21,10 +22,10 @@ public:
         std::vector<std::string> m_modules;  // loaded after the configuration's own
         bool m_bListClasses = false;
         bool m_bVersion = false;
+        bool m_bCheck = false;  // check the configuration, start nothing
         std::int32_t m_logLevel = 2;
-        std::string m_dumpPath;
-        std::string m_transportURL;  // over the configuration's "TransportURL"  // the hosted discovery
-                                     // node's graph, written before the manager leaves it
+        std::string m_dumpPath;  // the hosted discovery node's graph, written before the manager leaves it
+        std::string m_transportURL;  // over the configuration's "TransportURL"
     };
 
     static constexpr int kExitBadInput = 2;
@@ -43,9 +44,8 @@ public:
 private:
     // Prints "znodemanager: <what>" on stderr; returns the exit code to use.
     static int Report(const std::string& what, int exitCode = kExitBadInput);
-    bool ReadConfig(std::int32_t logLevel, std::string& error);
+    bool ReadConfig(std::string& error);
     bool LoadModules(std::string& error);
-    bool CheckNodeClasses(std::string& error) const;
     bool HostsDiscovery() const;
     int Serve();
     std::shared_ptr<ZNodeComm> MakeTransport(std::string& error) const;

@@ -15,6 +15,8 @@ int main(int argc, char** argv) {
         ->allow_extra_args(false);
     app.add_flag("--list-classes", options.m_bListClasses,
                  "Load the modules, print every class name the factory knows");
+    app.add_flag("--check", options.m_bCheck,
+                 "Check CONFIG (after loading its modules) and exit: 0 when it can be used, 2 when not");
     app.add_flag("--version", options.m_bVersion,
                  "Print the version, and each module's version tag and hash");
     app.add_option("--log-level", options.m_logLevel,

@@ -47,7 +47,8 @@ public:
     // false, with GetProblem, when something is missing or malformed.
     bool Deserialize(const std::shared_ptr<ZCommStream>& stream) override;
 
-    // Reads the file; relative module paths become absolute against the file's folder. False with
+    // Reads the file; relative module paths become absolute against the file's folder, also in a
+    // file refused for another problem, so that a host can still load them. False with
     // GetError ("<file>: <problem>") for an unreadable, malformed or invalid file. Nothing is
     // logged below m_logLevel, so a host that reports GetError itself can keep the reading quiet.
     bool Load(const char* path) override;

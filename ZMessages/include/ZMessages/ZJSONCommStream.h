@@ -60,6 +60,9 @@ public:
     // of copying and writing them.
     bool SetData(const void* data, std::size_t size) override;
     void Clear() override;
+    // Why the last SetData refused its text, for people: "line 3, column 5: syntax error while
+    // parsing object - ..." for malformed text; empty after a success.
+    const std::string& GetError() const { return m_error; }
 
     void SetCompact(bool compact) { m_bCompact = compact; }
     bool IsCompact() const { return m_bCompact; }
@@ -76,4 +79,5 @@ private:
 
     std::unique_ptr<ZDocument> m_pDocument;
     bool m_bCompact = false;
+    std::string m_error;
 };

@@ -187,16 +187,94 @@ TEST_F(ZNodeManagerHostTest, ConfigurationProblemsExitWith2AndOneLine) {
     EXPECT_EQ(absent.Wait(), 2);
     EXPECT_EQ(absent.Err(), "znodemanager: " + missing + ": cannot read: No such file or directory\n");
 
-    ExpectRefused(R"({"UID": "M",)", "not a valid JSON document");
+    ExpectRefused(
+        "{\"UID\": \"M\",\n \"Group\": }",
+        "not a valid JSON document: line 2, column 11: syntax error while parsing value - unexpected "
+        "'}'; expected '[', '{', or a literal");
     ExpectRefused(R"({"Group": "G"})", "missing \"UID\"");
     ExpectRefused(R"({"UID": "Radar/1"})", "\"UID\" <Radar/1> may not contain '/', '+' or '#'");
     ExpectRefused(R"({"UID": "M", "Nodes": [{"name": "Radar1"}]})", "node 1 (\"Radar1\") has no \"class\"");
     ExpectRefused(R"({"UID": "M", "Connections": [{"from": "status-Radar1", "to": "control/D/show"}]})",
                   "connection 1: \"from\" <status-Radar1> is not an endpoint text (kind/UID/name)");
     ExpectRefused(R"({"UID": "M", "Nodes": [{"class": "ZRadarNode", "name": "Radar1"}]})",
-                  "node 1 (\"Radar1\"): unknown class <ZRadarNode>");
+                  "Nodes[0].class: unknown class <ZRadarNode>");
     ExpectRefused(R"({"UID": "M", "Nodes": [{"class": "ZTopologyMsg", "name": "t"}]})",
-                  "node 1 (\"t\"): class <ZTopologyMsg> is not a node");
+                  "Nodes[0].class: class <ZTopologyMsg> is not a node");
+}
+
+// Every slip that reading the file would forgive, one line each with the key's path; the classes of
+// the modules the file names are known to the check.
+TEST_F(ZNodeManagerHostTest, CheckNamesEveryProblemByItsKeyPathAndExits2) {
+    const std::string path = Write(std::string(R"({
+        "UID": 42,
+        "Grupo": "Bridge",
+        "Modules": [")") + Z_NODE_DISCOVERY_MODULE +
+                                   R"("],
+        "Nodes": [
+            {"class": "ZNodeDiscovery", "name": "d", "uid": "ZNodeDiscovery2",
+             "config": {"ConfigParams": [{"class": "ZDiscoveryConfig", "TopoMonitorIntervalSecs": 2147483648}]}},
+            {"class": "ZNod", "name": "x"},
+            {"class": "ZNode", "name": "y", "config": {"DeviceType": "DEVICE_CARTT", "ConfigParams": [
+                {"class": "ZSystemParams", "NodeManagerTimeoutSec": 5},
+                {"class": "ZCommsParams", "nMaxMessageByte": 5, "nThreads": "8", "bSyncTime": 1},
+                {"class": "ZLogParams", "LogLevel": "warn"},
+                {"class": "ZSytemParams"}
+            ]}}
+        ]
+    })");
+    ZChildProcess check(Command({"--check", path}));
+
+    EXPECT_EQ(check.Wait(), 2);
+    const std::string prefix = "znodemanager: " + path + ": ";
+    EXPECT_EQ(
+        check.Err(),
+        prefix + "Grupo: unknown key; did you mean Group?\n" +  //
+            prefix + "UID: expected text, got 42\n" + prefix +
+            "Nodes[0].uid: the discovery node serves as ZNodeDiscovery1 only, not as ZNodeDiscovery2\n" +
+            prefix +
+            "Nodes[0].config.ConfigParams[0].TopoMonitorIntervalSecs: out of range: 2147483648 (a 32-bit "
+            "whole number)\n" +
+            prefix + "Nodes[1].class: unknown class <ZNod>; did you mean ZNode?\n" + prefix +
+            "Nodes[2].config.DeviceType: unknown name <DEVICE_CARTT>; did you mean DEVICE_CART?\n" + prefix +
+            "Nodes[2].config.ConfigParams[0].NodeManagerTimeoutSec: unknown key; did you mean "
+            "NodeManagerTimeoutSecs?\n" +
+            prefix +
+            "Nodes[2].config.ConfigParams[1].nMaxMessageByte: unknown key; did you mean nMaxMessageBytes?\n" +
+            prefix + "Nodes[2].config.ConfigParams[1].nThreads: expected a whole number, got \"8\"\n" +
+            prefix + "Nodes[2].config.ConfigParams[1].bSyncTime: expected true or false, got 1\n" + prefix +
+            "Nodes[2].config.ConfigParams[2].LogLevel: unknown name <warn>; did you mean warning?\n" +
+            prefix +
+            "Nodes[2].config.ConfigParams[3].class: unknown class <ZSytemParams>; did you mean "
+            "ZSystemParams?\n");
+    EXPECT_EQ(check.Out(), "");
+
+    // The same file is refused at start, with the same lines, before anything runs.
+    ZChildProcess start(Command({path}));
+    EXPECT_EQ(start.Wait(), 2);
+    EXPECT_EQ(start.Err(), check.Err());
+}
+
+TEST_F(ZNodeManagerHostTest, CheckPassesAUsableFileAndCountsItsWarnings) {
+    const std::string clean = Write(R"({"UID": "M", "Nodes": [{"class": "ZNode", "name": "a"}]})");
+    ZChildProcess good(Command({"--check", clean}));
+    EXPECT_EQ(good.Wait(), 0) << good.Err();
+    EXPECT_EQ(good.Out(), clean + ": OK\n");
+    EXPECT_EQ(good.Err(), "");
+
+    const std::string doubtful = Write(R"({"UID": "M", "DiscoveryUID": "Other1", "Config": {"ConfigParams": [
+        {"class": "ZLogParams", "LogLevel": "ERROR", "nMaxFiles": -1}, {"class": "ZLogParams"}]}})",
+                                       "doubtful.json");
+    ZChildProcess warned(Command({"--check", doubtful}));
+    EXPECT_EQ(warned.Wait(), 0) << warned.Err();
+    EXPECT_EQ(warned.Out(), doubtful + ": OK (3 warnings)\n");
+    const std::string prefix = "znodemanager: " + doubtful + ": ";
+    EXPECT_EQ(
+        warned.Err(),
+        prefix +
+            "DiscoveryUID: warning: the discovery node serves as ZNodeDiscovery1 only; a manager of "
+            "\"Other1\" never registers\n" +
+            prefix + "Config.ConfigParams[0].nMaxFiles: warning: negative: -1\n" + prefix +
+            "Config.ConfigParams[1]: warning: a second ZLogParams; it replaces Config.ConfigParams[0]\n");
 }
 
 TEST_F(ZNodeManagerHostTest, ModuleProblemsExitWith2AndNameTheModule) {
