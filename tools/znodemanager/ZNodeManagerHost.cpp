@@ -12,12 +12,12 @@
 #include "ZConfigChecker.h"
 #include "ZCoreConfigs/ZCommsParams.h"
 #include "ZCoreConfigs/ZCoreConfigParams.h"
+#include "ZHostLogging.h"
 #include "ZShared/CID.h"
 #include "ZShared/ZFactory.h"
 #include "ZShared/ZLog.h"
 #include "ZShared/ZMakeShared.h"
 #include "ZSignalWaiter.h"
-#include "ZThresholdLogSink.h"
 #include "ZTopologyRequest.h"
 
 namespace {
@@ -95,8 +95,10 @@ bool ZNodeManagerHost::HostsDiscovery() const {
 }
 
 int ZNodeManagerHost::Run() {
-    ZLog::GetLogger()->SetSink(std::make_shared<ZThresholdLogSink>(m_options.m_logLevel));
+    ZHostLogging logging;
     std::string error;
+    logging.Configure(nullptr, m_options.m_logLevel, error);
+    logging.Install();
     ZConfigChecker checker;
     if (!m_options.m_configPath.empty()) {
         if (!checker.Read(m_options.m_configPath)) {
@@ -137,6 +139,9 @@ int ZNodeManagerHost::Run() {
     if (!m_options.m_dumpPath.empty() && !HostsDiscovery()) {
         return Report(m_options.m_configPath + ": --dump-topology needs the discovery node hosted here");
     }
+    if (!logging.Configure(m_pConfig->m_pConfig, m_options.m_logLevel, error)) {
+        return Report(m_options.m_configPath + ": " + error);
+    }
     if (m_options.m_bCheck) {
         const std::size_t warnings = findings.size();
         std::printf(
@@ -146,6 +151,8 @@ int ZNodeManagerHost::Run() {
                 : (" (" + std::to_string(warnings) + (warnings == 1 ? " warning)" : " warnings)")).c_str());
         return 0;
     }
+    logging.Install();
+    m_logLevel = logging.GetObjectThreshold();
     const int exitCode = Serve();
     m_loader.UnloadAll();
     return exitCode;
@@ -153,7 +160,7 @@ int ZNodeManagerHost::Run() {
 
 int ZNodeManagerHost::Serve() {
     auto manager = ZMakeShared<ZNodeManager>(m_pConfig->m_uid.c_str());
-    manager->m_logLevel = m_options.m_logLevel;
+    manager->m_logLevel = m_logLevel;
     if (!manager->Load(m_pConfig)) {
         return Report(m_options.m_configPath + ": the node manager cannot create its nodes");
     }
@@ -191,8 +198,8 @@ int ZNodeManagerHost::Serve() {
                           "> was replaced by a newer process of it; stopped",
                       kExitSuperseded);
     }
-    ZLOG_WITH(m_options.m_logLevel, "znodemanager", LOGLEVEL_PROGRESS,
-              "Signal %d: stopping node manager <%s>", signal, manager->GetUID().c_str());
+    ZLOG_WITH(m_logLevel, "znodemanager", LOGLEVEL_PROGRESS, "Signal %d: stopping node manager <%s>", signal,
+              manager->GetUID().c_str());
     int exitCode = 0;
     if (!m_options.m_dumpPath.empty()) {
         const auto topology =

@@ -22,8 +22,8 @@ public:
         std::vector<std::string> m_modules;  // loaded after the configuration's own
         bool m_bListClasses = false;
         bool m_bVersion = false;
-        bool m_bCheck = false;  // check the configuration, start nothing
-        std::int32_t m_logLevel = 2;
+        bool m_bCheck = false;         // check the configuration, start nothing
+        std::int32_t m_logLevel = -1;  // below 0: as the configuration's ZLogParams say
         std::string m_dumpPath;  // the hosted discovery node's graph, written before the manager leaves it
         std::string m_transportURL;  // over the configuration's "TransportURL"
     };
@@ -53,4 +53,5 @@ private:
     ZOptions m_options;
     ZModuleLoader m_loader;
     std::shared_ptr<ZNodeManagerConfig> m_pConfig;
+    std::int32_t m_logLevel = 0;  // the threshold of the host's own objects
 };

@@ -20,9 +20,9 @@ int main(int argc, char** argv) {
     app.add_flag("--version", options.m_bVersion,
                  "Print the version, and each module's version tag and hash");
     app.add_option("--log-level", options.m_logLevel,
-                   "Least level logged: 0 none, 1 detail ... 4 errors only")
-        ->check(CLI::Range(0, 4))
-        ->capture_default_str();
+                   "Least level logged: 0 none, 1 detail ... 4 errors only (default: the level of the "
+                   "configuration's ZLogParams, else 2)")
+        ->check(CLI::Range(0, 4));
     app.add_option(
            "--dump-topology", options.m_dumpPath,
            "On exit, write the hosted discovery node's graph as JSON to FILE (before the manager leaves it)")

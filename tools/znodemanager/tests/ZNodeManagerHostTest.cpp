@@ -365,6 +365,52 @@ TEST_F(ZNodeManagerHostTest, HostRegistersRunsUntilSIGTERMThenLeavesAndExits0) {
     EXPECT_EQ(topology.m_plugins, ZStringList{"NodeDiscovery"});
 }
 
+// The log records of the manager's configuration set decide where lines go and how many: the log at
+// its level, in a file rotated by size and on stderr; the audit file holds what changed the system.
+TEST_F(ZNodeManagerHostTest, LogRecordsOfTheConfigurationSetTakeEffect) {
+    setenv("ZTEST_LOG_FOLDER", m_folder.c_str(), 1);
+    const std::string config = Write(std::string(R"({
+        "UID": "Logged-NM",
+        "Modules": [")") + Z_NODE_DISCOVERY_MODULE +
+                                     R"("],
+        "Nodes": [{"class": "ZNodeDiscovery", "name": "discovery"}, {"class": "ZNode", "name": "alpha"}],
+        "Config": {"ConfigParams": [
+            {"class": "ZLogParams", "LogPath": "${ZTEST_LOG_FOLDER}/host.log", "LogLevel": "progress",
+             "nMaxFileSizeKB": 1, "nMaxFiles": 2},
+            {"class": "ZAuditLogParams", "LogPath": "$ZTEST_LOG_FOLDER/audit.log", "LogLevel": "progress"}
+        ]}
+    })");
+    ZChildProcess host(Command({config}));
+    ASSERT_TRUE(host.WaitForStderr("Node manager <Logged-NM> running")) << host.Err();
+    host.Signal(SIGTERM);
+    EXPECT_EQ(host.Wait(), 0) << host.Err();
+
+    const auto read = [](const std::filesystem::path& path) {
+        std::ifstream file(path);
+        return std::string((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    };
+    const std::string log = read(m_folder / "host.log.1") + read(m_folder / "host.log");
+    EXPECT_LE(std::filesystem::file_size(m_folder / "host.log"), 1024u);
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "host.log.3"));
+    EXPECT_NE(log.find("Removing node manager: UID = <Logged-NM>"), std::string::npos) << log;
+    EXPECT_NE(host.Err().find("Removing node manager: UID = <Logged-NM>"), std::string::npos) << host.Err();
+
+    const std::string audit = read(m_folder / "audit.log");
+    EXPECT_NE(audit.find("Removing node manager: UID = <Logged-NM>"), std::string::npos) << audit;
+    EXPECT_EQ(audit.find("OnFindNode"), std::string::npos) << audit;
+    EXPECT_EQ(audit.find("ZNodeManager "), std::string::npos) << "the discovery node's lines only: " << audit;
+
+    // A level on the command line wins over the record's; an unusable path stops the host.
+    ZChildProcess quiet(Command({config, "--log-level", "4", "--check"}));
+    EXPECT_EQ(quiet.Wait(), 0) << quiet.Err();
+    unsetenv("ZTEST_LOG_FOLDER");
+    ZChildProcess unset(Command({config}));
+    EXPECT_EQ(unset.Wait(), 2);
+    EXPECT_EQ(unset.Err(),
+              "znodemanager: " + config +
+                  ": ZLogParams: LogPath <${ZTEST_LOG_FOLDER}/host.log> names a variable that is not set\n");
+}
+
 TEST_F(ZNodeManagerHostTest, WithoutADiscoveryNodeItRetriesUntilSIGINT) {
     const std::string config =
         Write(R"({"UID": "Lonely-NM", "Nodes": [{"class": "ZNode", "name": "alpha"}]})");
