@@ -132,7 +132,9 @@ TEST_F(ZNodeManagerConfigTest, EachProblemIsOneMessageNamingTheFileAndTheProblem
               "connection 1: \"to\" <> is not an endpoint text (kind/UID/name)");
     EXPECT_EQ(ErrorOf(R"({"class": "ZSystemParams", "UID": "M"})"),
               "holds a <ZSystemParams>, not a ZNodeManagerConfig");
-    EXPECT_EQ(ErrorOf(R"({"UID": "M",)"), "not a valid JSON document");
+    EXPECT_EQ(ErrorOf("{\"UID\": \"M\",\n  3}"),
+              "not a valid JSON document: line 2, column 3: syntax error while parsing object key - unexpected "
+              "number literal; expected string literal");
 }
 
 TEST_F(ZNodeManagerConfigTest, UnreadableFilesAreRefusedWithTheReason) {

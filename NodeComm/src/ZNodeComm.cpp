@@ -1,12 +1,33 @@
 #include "NodeComm/ZNodeComm.h"
 
+#include <atomic>
+#include <mutex>
+
 #include "NodeComm/ZCommManager.h"
 #include "ZMessages/ZCommStream.h"
 #include "ZShared/CID.h"
 #include "ZShared/ZFactory.h"
 #include "ZShared/ZMakeShared.h"
 
-ZNodeComm::ZNodeComm() : m_pCommManager(ZMakeShared<ZCommManager>()) {}
+// Shared with every delivery wrapper, so that a tap set after a subscription still sees its messages.
+// The flag spares transports without a tap the lock.
+struct ZNodeComm::ZTapSlot {
+    std::atomic<bool> m_bSet{false};
+    std::mutex m_mutex;
+    MessageTap m_tap;
+
+    void Show(bool bSent, const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) {
+        if (!m_bSet.load(std::memory_order_acquire) || !message) {
+            return;
+        }
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_tap) {
+            m_tap(bSent, endpoint, message);
+        }
+    }
+};
+
+ZNodeComm::ZNodeComm() : m_pCommManager(ZMakeShared<ZCommManager>()), m_pTap(std::make_shared<ZTapSlot>()) {}
 
 ZNodeComm::~ZNodeComm() = default;
 
@@ -35,13 +56,24 @@ bool ZNodeComm::SetLastWill(const ZCommEndpoint&, const std::shared_ptr<ZMessage
 }
 
 ZNodeComm::Delivery ZNodeComm::StampingContact(Delivery delivery) const {
-    return [registry = m_pCommManager, delivery = std::move(delivery)](
+    return [registry = m_pCommManager, tap = m_pTap, delivery = std::move(delivery)](
                const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) {
         if (registry && message) {
             registry->NoteContactFrom(message->GetSource().m_uid);
         }
+        tap->Show(false, endpoint, message);
         delivery(endpoint, message);
     };
+}
+
+void ZNodeComm::SetMessageTap(MessageTap tap) {
+    std::lock_guard<std::mutex> lock(m_pTap->m_mutex);
+    m_pTap->m_bSet.store(static_cast<bool>(tap), std::memory_order_release);
+    m_pTap->m_tap = std::move(tap);
+}
+
+void ZNodeComm::TapSent(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) const {
+    m_pTap->Show(true, endpoint, message);
 }
 
 std::shared_ptr<ZMessage> ZNodeComm::CloneMessage(const std::shared_ptr<ZMessage>& message) {

@@ -61,6 +61,7 @@ bool ZNodeCommLocal::Publish(const ZCommEndpoint& endpoint, const std::shared_pt
         ZLOG(LOGLEVEL_WARNING, "Not connected: <%s> not published", endpoint.AsString().c_str());
         return false;
     }
+    TapSent(endpoint, message);
     if (m_pBus->Publish(endpoint, message) == 0) {
         m_unheard.fetch_add(1, std::memory_order_relaxed);
         ZLOG(LOGLEVEL_DETAIL, "No subscriber for <%s>", endpoint.AsString().c_str());

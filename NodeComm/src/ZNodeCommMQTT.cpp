@@ -416,6 +416,7 @@ bool ZNodeCommMQTT::Publish(const ZCommEndpoint& endpoint, const std::shared_ptr
              message->ClassName(), endpoint.AsString().c_str(), pending.m_payload.size(), m_maxMessageBytes);
         return refuse();
     }
+    TapSent(endpoint, message);
     pending.m_topic = ToStd(endpoint.AsString());
     pending.m_bRetain = message->GetRetained();
     if (pending.m_bRetain) {

@@ -139,7 +139,8 @@ int ZNodeManagerHost::Run() {
     if (!m_options.m_dumpPath.empty() && !HostsDiscovery()) {
         return Report(m_options.m_configPath + ": --dump-topology needs the discovery node hosted here");
     }
-    if (!logging.Configure(m_pConfig->m_pConfig, m_options.m_logLevel, error)) {
+    if (!logging.Configure(m_pConfig->m_pConfig, m_options.m_logLevel, error) ||
+        !m_messageLog.Configure(m_pConfig->m_pConfig, error)) {
         return Report(m_options.m_configPath + ": " + error);
     }
     if (m_options.m_bCheck) {
@@ -173,6 +174,7 @@ int ZNodeManagerHost::Serve() {
     if (!comm) {
         return Report(m_options.m_configPath + ": " + error);
     }
+    m_messageLog.Attach(*comm);
     comm->SetOnRefused([&signals](const std::string&) { signals.Wake(kWakeRefused); });
     if (!manager->Start(comm)) {
         comm->Disconnect();

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "ZMessageLog.h"
 #include "ZModuleLoader.h"
 
 class ZNodeComm;
@@ -54,4 +55,5 @@ private:
     ZModuleLoader m_loader;
     std::shared_ptr<ZNodeManagerConfig> m_pConfig;
     std::int32_t m_logLevel = 0;  // the threshold of the host's own objects
+    ZMessageLog m_messageLog;
 };

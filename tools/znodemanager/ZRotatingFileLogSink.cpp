@@ -29,7 +29,11 @@ bool ZRotatingFileLogSink::Open(std::string& error) {
 }
 
 void ZRotatingFileLogSink::Write(const ZLogRecord& record) {
-    const std::string line = ZStderrLogSink::Format(record) + "\n";
+    WriteLine(ZStderrLogSink::Format(record));
+}
+
+void ZRotatingFileLogSink::WriteLine(const std::string& text) {
+    const std::string line = text + "\n";
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_pFile == nullptr) {
         return;

@@ -21,6 +21,8 @@ public:
     // Opens the file for appending; false with the reason ("cannot open <path>: ...").
     bool Open(std::string& error);
     void Write(const ZLogRecord& record) override;
+    // One line as it stands; the newline is added.
+    void WriteLine(const std::string& line);
 
 private:
     void Rotate();

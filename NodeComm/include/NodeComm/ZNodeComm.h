@@ -59,6 +59,13 @@ public:
     // sender endpoint, and nothing else of the base. Null on failure.
     std::shared_ptr<ZMessage> CloneMessage(const std::shared_ptr<ZMessage>& message);
 
+    // Sees every message this transport publishes (bSent) and every message it delivers to a
+    // subscriber, for a message log; null removes it. Called on the publisher's or the transport's
+    // thread, so it must be quick and thread-safe. Subscriptions made before it is set see it too.
+    using MessageTap = std::function<void(bool bSent, const ZCommEndpoint& endpoint,
+                                          const std::shared_ptr<ZMessage>& message)>;
+    void SetMessageTap(MessageTap tap);
+
     const std::shared_ptr<ZCommManager>& GetCommManager() const { return m_pCommManager; }
     void SetCommManager(std::shared_ptr<ZCommManager> manager) { m_pCommManager = std::move(manager); }
 
@@ -68,7 +75,14 @@ public:
 protected:
     // Wraps a subscriber's delivery so that every message received first stamps the last contact of
     // the node manager its sender belongs to: any message keeps a node manager alive.
+    // (and shows it to the message tap).
     Delivery StampingContact(Delivery delivery) const;
+    // Shows a message being published to the message tap, if there is one.
+    void TapSent(const ZCommEndpoint& endpoint, const std::shared_ptr<ZMessage>& message) const;
 
     std::shared_ptr<ZCommManager> m_pCommManager;
+
+private:
+    struct ZTapSlot;
+    std::shared_ptr<ZTapSlot> m_pTap;
 };

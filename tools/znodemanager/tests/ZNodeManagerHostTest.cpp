@@ -12,6 +12,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -377,7 +378,9 @@ TEST_F(ZNodeManagerHostTest, LogRecordsOfTheConfigurationSetTakeEffect) {
         "Config": {"ConfigParams": [
             {"class": "ZLogParams", "LogPath": "${ZTEST_LOG_FOLDER}/host.log", "LogLevel": "progress",
              "nMaxFileSizeKB": 1, "nMaxFiles": 2},
-            {"class": "ZAuditLogParams", "LogPath": "$ZTEST_LOG_FOLDER/audit.log", "LogLevel": "progress"}
+            {"class": "ZAuditLogParams", "LogPath": "$ZTEST_LOG_FOLDER/audit.log", "LogLevel": "progress"},
+            {"class": "ZMessageLogParams", "bEnabled": true, "LogPath": "$ZTEST_LOG_FOLDER/messages.log",
+             "Classes": ["ZDiscoveryManagerMsg"], "nMaxLoggedBytes": 40}
         ]}
     })");
     ZChildProcess host(Command({config}));
@@ -399,6 +402,20 @@ TEST_F(ZNodeManagerHostTest, LogRecordsOfTheConfigurationSetTakeEffect) {
     EXPECT_NE(audit.find("Removing node manager: UID = <Logged-NM>"), std::string::npos) << audit;
     EXPECT_EQ(audit.find("OnFindNode"), std::string::npos) << audit;
     EXPECT_EQ(audit.find("ZNodeManager "), std::string::npos) << "the discovery node's lines only: " << audit;
+
+    std::istringstream messages(read(m_folder / "messages.log"));
+    std::vector<std::string> kinds;
+    for (std::string line; std::getline(messages, line);) {
+        const auto body = line.find(" {");
+        ASSERT_NE(body, std::string::npos) << line;
+        EXPECT_EQ(line.size() - body - 1, 43u) << "cut to 40 bytes and marked: " << line;
+        kinds.push_back(line.substr(line.find(' ') + 1, body - line.find(' ') - 1));
+    }
+    EXPECT_EQ(kinds, (std::vector<std::string>{
+                         "sent control/ZNodeDiscovery1/addnodemanager ZDiscoveryManagerMsg",
+                         "received control/ZNodeDiscovery1/addnodemanager ZDiscoveryManagerMsg",
+                         "sent response/Logged-NM/addnodemanager ZDiscoveryManagerMsg",
+                         "received response/Logged-NM/addnodemanager ZDiscoveryManagerMsg"}));
 
     // A level on the command line wins over the record's; an unusable path stops the host.
     ZChildProcess quiet(Command({config, "--log-level", "4", "--check"}));
