@@ -549,7 +549,7 @@ void ZNodeManager::FinishRegistration() {
     const auto registering = std::count_if(m_hosted.begin(), m_hosted.end(),
                                            [](const ZHosted& hosted) { return hosted.m_bRegisters; });
     ZLOG(LOGLEVEL_PROGRESS,
-         "Node manager <%s> running: <%d> nodes, <%zu> plug-ins, <%zu> connections registered",
+         "Node manager <%s> running: <%d> nodes, <%zu> plug-ins, <%zu> connections asked for",
          GetUID().c_str(), static_cast<int>(registering), m_pConfig->m_modules.size(),
          m_pConfig->m_connections.size());
 }

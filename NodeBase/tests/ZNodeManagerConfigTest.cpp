@@ -72,11 +72,11 @@ TEST_F(ZNodeManagerConfigTest, DocumentedExampleLoadsWithEveryKey) {
     ASSERT_NE(sut.m_nodes[0].m_pConfig, nullptr);
     ASSERT_NE(sut.m_nodes[0].m_pConfig->GetConfig<ZSystemParams>(), nullptr);
     EXPECT_EQ(sut.m_nodes[1].m_name, "Radar1");
-    EXPECT_EQ(sut.m_nodes[2].m_uid, ZNodeUID());
+    EXPECT_EQ(sut.m_nodes[2].m_uid, ZNodeUID("Display1"));
     EXPECT_EQ(sut.m_nodes[2].m_pConfig, nullptr);
     ASSERT_EQ(sut.m_connections.size(), 2u);
     EXPECT_EQ(sut.m_connections[0].m_from.AsString(), "status/Radar1/scan");
-    EXPECT_EQ(sut.m_connections[0].m_to.AsString(), "control/ZDisplayNode1/show");
+    EXPECT_EQ(sut.m_connections[0].m_to.AsString(), "control/Display1/show");
     EXPECT_EQ(sut.m_connections[1].m_toGroup, "Bridge");
     ASSERT_NE(sut.m_pConfig, nullptr);
     EXPECT_EQ(sut.m_pConfig->m_versionTxt, "2.151.0");

@@ -35,7 +35,7 @@ TEST_F(ZNodeManagerDiscoveryTest, RegistersInOrderAndLeavesAWholeGraphAndAFreeLo
     EXPECT_TRUE(RegistryKnows("ZManagedNode2"));
     EXPECT_EQ(m_log->Count("", LOGLEVEL_WARNING) + m_log->Count("", LOGLEVEL_ERROR), 0u);
     EXPECT_TRUE(m_log->Contains(
-        "Node manager <M> running: <3> nodes, <1> plug-ins, <1> connections registered", LOGLEVEL_PROGRESS));
+        "Node manager <M> running: <3> nodes, <1> plug-ins, <1> connections asked for", LOGLEVEL_PROGRESS));
 }
 
 TEST_F(ZNodeManagerDiscoveryTest, SignOfLifeKeepsAnIdleManagerAliveWhileASilentOneIsRemoved) {

@@ -24,7 +24,7 @@ std::string Node(const std::string& name, const std::string& uid) {
 }
 
 const std::string kRunning =
-    Line("Node manager <NM03> running: <2> nodes, <0> plug-ins, <0> connections registered");
+    Line("Node manager <NM03> running: <2> nodes, <0> plug-ins, <0> connections asked for");
 
 }  // namespace
 
