@@ -51,6 +51,12 @@ std::string ZNodeComm::GetRefusal() const {
 
 void ZNodeComm::SetOnRefused(std::function<void(const std::string&)>) {}
 
+std::string ZNodeComm::GetPublicationRefusal() const {
+    return std::string();
+}
+
+void ZNodeComm::SetOnPublicationRefused(std::function<void(const std::string&)>) {}
+
 bool ZNodeComm::SetLastWill(const ZCommEndpoint&, const std::shared_ptr<ZMessage>&) {
     return false;
 }

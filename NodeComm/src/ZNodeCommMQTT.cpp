@@ -21,8 +21,6 @@ namespace {
 constexpr int kQoS = 1;
 constexpr const char* kSystemCAPath = "/etc/ssl/certs";
 // CONNACK return codes that say the client will not be let in however often it asks.
-constexpr int kConnackBadCredentials = 4;
-constexpr int kConnackNotAuthorised = 5;
 
 void InitLibrary() {
     // Never cleaned up: other clients of the process may still use the library at exit.
@@ -147,7 +145,12 @@ bool ZNodeCommMQTT::StartClient() {
     }
     mosquitto_connect_callback_set(client, &ZNodeCommMQTT::OnConnectCallback);
     mosquitto_disconnect_callback_set(client, &ZNodeCommMQTT::OnDisconnectCallback);
-    mosquitto_publish_callback_set(client, &ZNodeCommMQTT::OnPublishCallback);
+    if (m_bMQTT5) {
+        mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
+        mosquitto_publish_v5_callback_set(client, &ZNodeCommMQTT::OnPublishV5Callback);
+    } else {
+        mosquitto_publish_callback_set(client, &ZNodeCommMQTT::OnPublishCallback);
+    }
     mosquitto_message_callback_set(client, &ZNodeCommMQTT::OnMessageCallback);
     mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
     mosquitto_reconnect_delay_set(client, 1, 8, true);
@@ -242,6 +245,7 @@ void ZNodeCommMQTT::StopClient() {
     m_bConnected = false;
     m_bStopping = false;
     m_inFlight = 0;
+    m_inFlightTopics.clear();
     m_bDraining = false;
     m_connectedChanged.notify_all();
 }
@@ -461,11 +465,15 @@ void ZNodeCommMQTT::Drain() {
             ++m_inFlight;
             client = m_pClient;
         }
+        int mid = 0;
         const int rc =
-            mosquitto_publish(client, nullptr, next.m_topic.c_str(), static_cast<int>(next.m_payload.size()),
+            mosquitto_publish(client, &mid, next.m_topic.c_str(), static_cast<int>(next.m_payload.size()),
                               next.m_payload.data(), kQoS, next.m_bRetain);
         std::lock_guard<std::mutex> lock(m_mutex);
         m_bDraining = false;
+        if (m_bMQTT5 && rc == MOSQ_ERR_SUCCESS) {
+            m_inFlightTopics[mid] = next.m_topic;
+        }
         if (rc != MOSQ_ERR_SUCCESS) {
             // Kept at the front for the next connection; the disconnect callback follows.
             --m_inFlight;
@@ -500,9 +508,9 @@ void ZNodeCommMQTT::HandleConnect(int rc) {
     if (rc != 0) {
         // Bad credentials and a client the broker does not authorise do not get better by asking
         // again; a broker that is not ready yet may.
-        const bool final = rc == kConnackBadCredentials || rc == kConnackNotAuthorised;
+        const bool final = IsFinalRefusal(rc);
         ZLOG(LOGLEVEL_ERROR, "Broker <%s> refused the connection: %s%s", m_address.Shown().c_str(),
-             mosquitto_connack_string(rc), final ? " Not trying again." : "");
+             ReasonText(rc).c_str(), final ? " Not trying again." : "");
         if (final) {
             Refuse(rc);
         }
@@ -606,7 +614,7 @@ void ZNodeCommMQTT::Refuse(int rc) {
         m_refusal = "broker <" + m_address.Shown() + "> refused " +
                     (m_address.m_user.empty() ? std::string("a client without credentials")
                                               : "user <" + m_address.m_user + ">") +
-                    ": " + mosquitto_connack_string(rc);
+                    ": " + ReasonText(rc);
         refusal = m_refusal;
         onRefused = m_onRefused;
         client = m_pClient;

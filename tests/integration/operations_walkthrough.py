@@ -10,7 +10,8 @@ znodemanager@NAME" starts znodemanager on /etc/zframework/NAME.json as the unit 
 installation, the journal and "ztopo watch" (which runs until Ctrl-C) are left out; chown runs only
 as root.
 
-Then the lines the document quotes under "What to look for" must appear in the discovery host's log
+Sessions shown in ```text blocks ("$ command" and what it prints) must print just that. Then the
+lines the document quotes under "What to look for" must appear in the discovery host's log
 once the faults they name happen (a broker restart, a malformed message, a killed node manager), the
 refusal of a wrong password must be the line quoted in step 4, and no password of the walkthrough
 may appear in any log or output.
@@ -64,6 +65,18 @@ def sh_blocks(document):
             if line:
                 commands.append(line)
     return commands
+
+
+def transcripts(document):
+    """The ```text blocks that are sessions: "$ command" lines, each followed by what it prints."""
+    sessions = []
+    for block in re.findall(r"```text\n(.*?)```", document, re.S):
+        if not block.startswith("$ "):
+            continue
+        for entry in block.split("$ ")[1:]:
+            command, _, printed = entry.partition("\n")
+            sessions.append((command, printed))
+    return sessions
 
 
 def looked_for(document):
@@ -194,6 +207,14 @@ class Walkthrough:
             raise Failure("`ztopo show` does not show Radar-NM:\n%s" % result.stdout)
         return "ran"
 
+    def sessions(self, document):
+        """Each documented session prints what the document shows."""
+        for command, printed in transcripts(document):
+            result = self.run(self.rewrite(command), expect=None)
+            if result.stdout + result.stderr != self.rewrite(printed):
+                raise Failure("`%s` printed:\n%s%s\nnot:\n%s" % (command, result.stdout, result.stderr, printed))
+            print("%-16s %s" % ("as shown", command))
+
     def faults(self, document):
         """The faults the log section names, then its quoted lines in the discovery host's log."""
         self.run("mosquitto_pub -p %d -u Discovery-NM -P change-me -t control/ZNodeDiscovery1/gettopo -m '{not json'"
@@ -252,6 +273,7 @@ def main():
     try:
         for line in sh_blocks(document):
             print("%-16s %s" % (walkthrough.step(line), line))
+        walkthrough.sessions(document)
         walkthrough.faults(document)
         walkthrough.refusal(document)
         logs = [walkthrough.log_of(name) for name in walkthrough.hosts] + walkthrough.outputs

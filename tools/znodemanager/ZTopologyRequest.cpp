@@ -11,6 +11,7 @@
 struct ZTopologyRequest::ZGuarded {
     std::mutex m_mutex;
     std::condition_variable m_cv;
+    bool m_bRefused = false;  // the broker refused a request
 };
 
 ZTopologyRequest::ZTopologyRequest(std::shared_ptr<ZNodeComm> comm, const ZNodeUID& discoveryUID,
@@ -18,9 +19,22 @@ ZTopologyRequest::ZTopologyRequest(std::shared_ptr<ZNodeComm> comm, const ZNodeU
     : m_pComm(std::move(comm)),
       m_discoveryUID(discoveryUID),
       m_asker(asker),
-      m_pGuarded(std::make_shared<ZGuarded>()) {}
+      m_pGuarded(std::make_shared<ZGuarded>()) {
+    if (m_pComm) {
+        m_pComm->SetOnPublicationRefused([guarded = m_pGuarded](const std::string&) {
+            {
+                std::lock_guard<std::mutex> lock(guarded->m_mutex);
+                guarded->m_bRefused = true;
+            }
+            guarded->m_cv.notify_all();
+        });
+    }
+}
 
 ZTopologyRequest::~ZTopologyRequest() {
+    if (m_pComm) {
+        m_pComm->SetOnPublicationRefused(nullptr);
+    }
     for (const auto subscription : m_listeners) {
         m_pComm->Unsubscribe(subscription);
     }
@@ -69,7 +83,9 @@ std::shared_ptr<ZMessage> ZTopologyRequest::AskFor(const char* name, std::shared
     }
     request->SetResponseRequested(true);
     std::shared_ptr<ZMessage> received;
-    if (Send(name, std::move(request), sender) && Wait([&answer] { return *answer != nullptr; }, timeout)) {
+    const auto& guarded = *m_pGuarded;
+    if (Send(name, std::move(request), sender) &&
+        Wait([&answer, &guarded] { return *answer != nullptr || guarded.m_bRefused; }, timeout)) {
         std::lock_guard<std::mutex> lock(m_pGuarded->m_mutex);
         received = *answer;
     }
@@ -119,6 +135,10 @@ bool ZTopologyRequest::Wait(const std::function<bool()>& ready, std::chrono::mil
         }
     }
     return true;
+}
+
+std::string ZTopologyRequest::GetPublicationRefusal() const {
+    return m_pComm ? m_pComm->GetPublicationRefusal() : std::string();
 }
 
 void ZTopologyRequest::WithLock(const std::function<void()>& read) {

@@ -54,6 +54,9 @@ public:
     bool Wait(const std::function<bool()>& ready, std::chrono::milliseconds timeout);
     // Runs `read` under the waiting lock, to take what listeners have left.
     void WithLock(const std::function<void()>& read);
+    // Why the broker refused a request of this conversation (its ACL), when it said so; a request
+    // that was refused is not waited for.
+    std::string GetPublicationRefusal() const;
 
     // One "gettopo" conversation for tools that need nothing else.
     static std::shared_ptr<ZTopologyMsg> Fetch(const std::shared_ptr<ZNodeComm>& comm,

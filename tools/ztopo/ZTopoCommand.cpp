@@ -24,6 +24,7 @@
 #include "NodeBase/ZTopologyMsg.h"
 #include "NodeComm/ZBrokerAddress.h"
 #include "NodeComm/ZNodeComm.h"
+#include "NodeComm/ZNodeCommMQTT.h"
 #include "NodeComm/ZTransportFactory.h"
 #include "ZCoreConfigs/ZCommsParams.h"
 #include "ZMessages/ZGenericResponseMsg.h"
@@ -89,6 +90,10 @@ std::shared_ptr<ZNodeComm> MakeTransport(const std::string& url, const std::stri
     auto comm = ZTransportFactory::Make(*params, clientUID, error);
     if (comm) {
         comm->m_logLevel = 0;  // every failure is ztopo's one line
+    }
+    // Over MQTT 5 the broker says when its ACL refuses a request, which 3.1.1 drops in silence.
+    if (const auto mqtt = std::dynamic_pointer_cast<ZNodeCommMQTT>(comm)) {
+        mqtt->UseMQTT5();
     }
     if (comm && !comm->IsConnected() && !comm->Connect()) {
         if (!comm->GetRefusal().empty()) {
@@ -300,6 +305,11 @@ int ZTopoCommand::Dispatch(const std::string& subcommand) {
 }
 
 int ZTopoCommand::NoAnswer(const char* what) const {
+    if (const std::string refusal = m_pRequest ? m_pRequest->GetPublicationRefusal() : std::string();
+        !refusal.empty()) {
+        m_err << "ztopo: " << refusal << "\n";
+        return ZTOPO_EXIT_DENIED;
+    }
     m_err << "ztopo: no answer to " << what << " from the discovery node <" << m_pOptions->m_discovery
           << "> within " << m_pOptions->m_timeoutSecs << " s (broker <"
           << ZBrokerAddress::Redact(m_pOptions->m_broker) << ">)\n";
@@ -307,6 +317,12 @@ int ZTopoCommand::NoAnswer(const char* what) const {
 }
 
 int ZTopoCommand::Refused(const std::string& why) const {
+    // A request the broker did not let through never reached the discovery node: that is the answer.
+    if (const std::string refusal = m_pRequest ? m_pRequest->GetPublicationRefusal() : std::string();
+        !refusal.empty()) {
+        m_err << "ztopo: " << refusal << "\n";
+        return ZTOPO_EXIT_DENIED;
+    }
     m_err << "ztopo: " << why << "\n";
     return ZTOPO_EXIT_REFUSED;
 }

@@ -18,6 +18,7 @@
 class ZCommsParams;
 struct mosquitto;
 struct mosquitto_message;
+struct mqtt5__property;
 
 // The broker transport: every endpoint is the MQTT topic of its text form, every message one JSON
 // object (its envelope and its "body"), QoS 1. libmosquitto's network thread receives, decodes and
@@ -76,6 +77,14 @@ public:
     void SetOnRefused(std::function<void(const std::string&)> onRefused) override;
     std::size_t BufferedCount() const;
 
+    // Speak MQTT 5 rather than 3.1.1; call before Connect. A 3.1.1 broker drops a publication that
+    // its ACL forbids without a word; over MQTT 5 it answers with a reason, which the transport logs
+    // (one error line naming the topic) and reports (GetPublicationRefusal), so that a tool can tell
+    // "not allowed" from "no answer".
+    void UseMQTT5();
+    std::string GetPublicationRefusal() const override;
+    void SetOnPublicationRefused(std::function<void(const std::string&)> onRefused) override;
+
     // The payload a message travels as, and the message a payload describes (null, with `why`, when
     // it is not one). Public so that tools and tests speak the same wire format.
     static bool Encode(const ZMessage& message, std::string& payload);
@@ -95,11 +104,19 @@ private:
     static void OnConnectCallback(mosquitto* client, void* self, int rc);
     static void OnDisconnectCallback(mosquitto* client, void* self, int rc);
     static void OnPublishCallback(mosquitto* client, void* self, int mid);
+    static void OnPublishV5Callback(mosquitto* client, void* self, int mid, int reason,
+                                    const mqtt5__property* properties);
     static void OnMessageCallback(mosquitto* client, void* self, const mosquitto_message* message);
 
     void HandleConnect(int rc);
     void HandleDisconnect(int rc);
     void HandlePublished();
+    // MQTT 5's acknowledgement with its reason: a refusal is logged and reported.
+    void HandlePublishedV5(int mid, int reason);
+    // The broker's text for a CONNACK or PUBACK code of the protocol in use.
+    std::string ReasonText(int rc) const;
+    // Whether a CONNACK code means "never with these credentials".
+    bool IsFinalRefusal(int rc) const;
     void HandleMessage(const mosquitto_message& message);
     // The broker turned the client away for good: no more tries, the host is told.
     void Refuse(int rc);
@@ -146,4 +163,8 @@ private:
     std::map<std::string, ZTopicSubscribers> m_topics;
     std::map<SubscriptionId, std::string> m_topicOf;
     std::map<std::string, ZPending> m_retained;  // the last retained message per topic
+    bool m_bMQTT5 = false;
+    std::map<int, std::string> m_inFlightTopics;  // MQTT 5 only: the topic of each unacknowledged publication
+    std::string m_publicationRefusal;
+    std::function<void(const std::string&)> m_onPublicationRefused;
 };
