@@ -611,10 +611,7 @@ void ZNodeCommMQTT::Refuse(int rc) {
     mosquitto* client = nullptr;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        m_refusal = "broker <" + m_address.Shown() + "> refused " +
-                    (m_address.m_user.empty() ? std::string("a client without credentials")
-                                              : "user <" + m_address.m_user + ">") +
-                    ": " + ReasonText(rc);
+        m_refusal = RefusedWho() + ": " + ReasonText(rc);
         refusal = m_refusal;
         onRefused = m_onRefused;
         client = m_pClient;

@@ -42,10 +42,7 @@ void ZNodeCommMQTT::HandlePublishedV5(int mid, int reason) {
             m_inFlightTopics.erase(found);
         }
         if (reason >= MQTT_RC_UNSPECIFIED) {
-            m_publicationRefusal = "broker <" + m_address.Shown() + "> refused " +
-                                   (m_address.m_user.empty() ? std::string("a client without credentials")
-                                                             : "user <" + m_address.m_user + ">") +
-                                   " to publish on <" + topic + ">: " + ReasonText(reason);
+            m_publicationRefusal = RefusedWho() + " to publish on <" + topic + ">: " + ReasonText(reason);
             refusal = m_publicationRefusal;
             onRefused = m_onPublicationRefused;
         }
@@ -57,6 +54,12 @@ void ZNodeCommMQTT::HandlePublishedV5(int mid, int reason) {
         }
     }
     HandlePublished();
+}
+
+std::string ZNodeCommMQTT::RefusedWho() const {
+    return "broker <" + m_address.Shown() + "> refused " +
+           (m_address.m_user.empty() ? std::string("a client without credentials")
+                                     : "user <" + m_address.m_user + ">");
 }
 
 std::string ZNodeCommMQTT::ReasonText(int rc) const {

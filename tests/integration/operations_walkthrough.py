@@ -24,35 +24,18 @@ import os
 import re
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
 import time
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "kit"))
+from zloopback import Failure, accepts, free_port, wait_until  # noqa: E402
+
 SKIPPED = 77
 TIMEOUT = 20.0
 PASSWORDS = ("change-me", "change-me-too", "look-only", "steer-me")
 LEFT_OUT = ("apt-get", "journalctl", "ztopo watch")
-
-
-class Failure(Exception):
-    pass
-
-
-def wait_until(condition, timeout=TIMEOUT, period=0.05):
-    deadline = time.monotonic() + timeout
-    while True:
-        value = condition()
-        if value or time.monotonic() >= deadline:
-            return value
-        time.sleep(period)
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 def sh_blocks(document):
@@ -133,7 +116,7 @@ class Walkthrough:
         config = os.path.join(self.scratch, "etc/mosquitto/conf.d/zframework.conf")
         log = open(os.path.join(self.scratch, "broker.log"), "a")
         self.broker = subprocess.Popen(["mosquitto", "-c", config], stdout=log, stderr=log)
-        if not wait_until(lambda: self.accepts()):
+        if not wait_until(lambda: accepts(self.port), TIMEOUT):
             raise Failure("mosquitto did not start on port %d" % self.port)
 
     def stop_broker(self):
@@ -142,20 +125,13 @@ class Walkthrough:
             self.broker.wait()
             self.broker = None
 
-    def accepts(self):
-        try:
-            with socket.create_connection(("127.0.0.1", self.port), timeout=0.5):
-                return True
-        except OSError:
-            return False
-
     def start_host(self, name):
         config = os.path.join(self.scratch, "etc/zframework/%s.json" % name)
         log_path = os.path.join(self.scratch, "%s.log" % name)
         log = open(log_path, "a")
         self.hosts[name] = (subprocess.Popen(["znodemanager", config], stdout=log, stderr=log, env=self.env),
                             log_path)
-        if not wait_until(lambda: re.search(r"Node manager <[^>]+> running", self.log_of(name))):
+        if not wait_until(lambda: re.search(r"Node manager <[^>]+> running", self.log_of(name)), TIMEOUT):
             raise Failure("znodemanager@%s did not start:\n%s" % (name, self.log_of(name)))
 
     def log_of(self, name):
@@ -220,11 +196,11 @@ class Walkthrough:
         self.run("mosquitto_pub -p %d -u Discovery-NM -P change-me -t control/ZNodeDiscovery1/gettopo -m '{not json'"
                  % self.port)
         self.start_broker()
-        wait_until(lambda: self.log_of("discovery").count("Connected to <") >= 2)
+        wait_until(lambda: self.log_of("discovery").count("Connected to <") >= 2, TIMEOUT)
         radar, _ = self.hosts["radar"]
         radar.kill()
         radar.wait()
-        wait_until(lambda: "Removing node manager: UID = <Radar-NM>" in self.log_of("discovery"))
+        wait_until(lambda: "Removing node manager: UID = <Radar-NM>" in self.log_of("discovery"), TIMEOUT)
         log = self.log_of("discovery")
         for quoted in looked_for(document):
             pattern = ".*".join(re.escape(part) for part in self.rewrite(quoted).split("..."))

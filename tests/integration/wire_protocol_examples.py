@@ -20,44 +20,18 @@ import os
 import re
 import shutil
 import signal
-import socket
 import subprocess
 import sys
 import tempfile
-import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "kit"))
+from zloopback import Failure, accepts, free_port, wait_until  # noqa: E402
 
 DOCUMENTED_PORT = "1883"
 VARYING_KEYS = {"startID", "timeUs"}
 EXAMPLE_TIMEOUT = 20.0
 SETTLE_TIMEOUT = 30.0
 SKIPPED = 77  # ctest's SKIP_RETURN_CODE
-
-
-class Failure(Exception):
-    pass
-
-
-def wait_until(condition, timeout, period=0.05):
-    deadline = time.monotonic() + timeout
-    while True:
-        value = condition()
-        if value or time.monotonic() >= deadline:
-            return value
-        time.sleep(period)
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
-def accepts(port):
-    try:
-        with socket.create_connection(("127.0.0.1", port), timeout=0.5):
-            return True
-    except OSError:
-        return False
 
 
 def blocks_of(document):

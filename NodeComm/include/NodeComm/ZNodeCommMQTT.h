@@ -113,6 +113,8 @@ private:
     void HandlePublished();
     // MQTT 5's acknowledgement with its reason: a refusal is logged and reported.
     void HandlePublishedV5(int mid, int reason);
+    // "broker <URL> refused user <name>", as refusals begin.
+    std::string RefusedWho() const;
     // The broker's text for a CONNACK or PUBACK code of the protocol in use.
     std::string ReasonText(int rc) const;
     // Whether a CONNACK code means "never with these credentials".
