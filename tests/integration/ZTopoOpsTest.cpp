@@ -1,13 +1,24 @@
 // ztopo as an operator runs it against a running system: the node managers the discovery node
 // lists, one of them described, the lock's state, JSON output and the filters of show.
+#include <algorithm>
+#include <fstream>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
+#include "ZChildProcess.h"
 #include "ZIntegrationFixture.h"
 
 namespace {
 
 bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
+}
+
+std::string TextOf(const std::string& path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
 }
 
 class ZTopoOpsTest : public ZIntegrationFixture {
@@ -63,6 +74,45 @@ TEST_F(ZTopoOpsTest, ManagersDescribeLockStatusJSONAndFiltersAgainstARunningSyst
 
     EXPECT_EQ(Ztopo({"describe", "Ghost"}, output), 1) << output;
     EXPECT_EQ(output, "ztopo: Ghost is not in the topology\n");
+}
+
+// What `ztopo watch -o ndjson` prints while a node manager dies and the discovery host restarts.
+TEST_F(ZTopoOpsTest, WatchTellsTheRemovalReasonAndTheDiscoveryNodesRestart) {
+    StartSystem();
+    const std::string log = m_folder.Path() + "/watch.log";
+    ZChildProcess watch;
+    std::string error;
+    ASSERT_TRUE(watch.Start({Z_ZTOPO, "--broker", m_broker.URL(), "--timeout", "10", "watch", "-o", "ndjson"},
+                            log, &error))
+        << error;
+    const auto logged = [&log](const std::string& part) {
+        return ZWaitUntil([&] { return Contains(TextOf(log), part); }, kSettle);
+    };
+    ASSERT_TRUE(logged("\"event\":\"watching\"")) << TextOf(log);
+
+    m_pRadar->Kill();
+    ASSERT_TRUE(logged("\"reason\":\"connection lost\"")) << TextOf(log);
+    m_pBridge->Kill();
+    ASSERT_TRUE(logged("\"event\":\"offline\"")) << TextOf(log);
+    ASSERT_TRUE(m_pBridge->Start(m_broker.URL(), &error)) << error;
+    ASSERT_TRUE(logged("\"event\":\"restarted\"")) << TextOf(log);
+    EXPECT_EQ(watch.Stop(kSettle), 0);
+
+    std::vector<nlohmann::json> lines;
+    std::istringstream text(TextOf(log));
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(nlohmann::json::parse(line));
+    }
+    ASSERT_GE(lines.size(), 4u);
+    for (const auto& line : lines) {
+        EXPECT_EQ(line["time"].get<std::string>().size(), 20u) << line.dump();  // 2026-11-23T05:54:02Z
+    }
+    const auto removal = std::find_if(lines.begin(), lines.end(), [](const nlohmann::json& line) {
+        return line["event"] == "change" && line["notices"][0]["notice"] == "nodesdisconnected";
+    });
+    ASSERT_NE(removal, lines.end());
+    EXPECT_EQ((*removal)["notices"][0]["uids"][0], "Radar-NM");
+    EXPECT_EQ((*removal)["notices"][0]["reason"], "connection lost");
 }
 
 }  // namespace
