@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -288,7 +287,7 @@ int ZTopoCommand::OnShow() {
     if (IsJSON()) {
         m_out << ZTopologyRequest::JSON(*topology) << "\n";
     } else {
-        ZTopologyReport(*topology).PrintTree(m_out);
+        ZTopologyReport(*topology).PrintTree(m_out, options.Format() == ZTopoFormat::WIDE);
     }
     return exitCode;
 }

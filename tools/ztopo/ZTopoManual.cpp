@@ -141,7 +141,8 @@ void ZTopoManual::PrintMan(std::ostream& out) const {
     }
     out << ".SH ENVIRONMENT\n.TP\n.B ZTOPO_BROKER\nThe broker when \\-\\-broker is not given.\n"
         << ".TP\n.B ZBROKER_PASSWORD\nThe password for a broker URL with a user and no password.\n"
-        << ".SH SEE ALSO\n.BR znodemanager (1)\n";
+        << ".SH SEE ALSO\nztopo.md and wire\\-protocol.md in the package's documentation "
+           "(share/doc/zframework).\n";
 }
 
 void ZTopoManual::PrintBashCompletion(std::ostream& out) const {

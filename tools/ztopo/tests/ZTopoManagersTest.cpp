@@ -122,6 +122,9 @@ TEST_F(ZTopoManagersTest, ShowKeepsWhatTheFiltersAskForWithTheNodeManagersHostin
     EXPECT_EQ(graph.m_nodes[0].m_uid, ZNodeUID("Radar-NM"));
     EXPECT_EQ(graph.m_edges.size(), 1u);
 
+    ASSERT_EQ(Run({"show", "--class", "ZAntenna", "-o", "wide"}), ZTOPO_EXIT_OK);
+    EXPECT_TRUE(Contains(m_out.str(), " UID Antenna1  aliases -  log level none  config -\n")) << m_out.str();
+
     ASSERT_EQ(Run({"show", "--group", "Deck"}), ZTOPO_EXIT_OK);
     EXPECT_TRUE(Contains(m_out.str(), "Topology: 0 node managers, 0 nodes, 0 connections")) << m_out.str();
 }
