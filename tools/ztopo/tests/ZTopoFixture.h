@@ -27,8 +27,6 @@
 #include "ZTestKit/ZPumpDriver.h"
 #include "ZTestKit/ZTestStreams.h"
 
-using namespace std::chrono_literals;
-
 inline bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
@@ -68,7 +66,7 @@ protected:
         });
         m_sut.SetStep([this] {
             m_pump.Run(*m_pDiscovery);
-            m_clock.Advance(10ms);
+            m_clock.Advance(std::chrono::milliseconds(10));
             if (m_onStep) {
                 m_onStep();
             }

@@ -9,6 +9,8 @@
 
 namespace {
 
+using namespace std::chrono_literals;
+
 const std::regex kIsoTime("20[0-9]{2}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-5][0-9]Z");
 
 std::vector<std::string> Lines(const std::string& text) {
