@@ -77,6 +77,13 @@ install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 install(DIRECTORY packaging/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT runtime)
 install(DIRECTORY packaging/systemd/ DESTINATION lib/systemd/system COMPONENT runtime)
 
+# ztopo's man page and bash completion, written at build time by ztopo (tools/CMakeLists.txt).
+if(TARGET ztopo_manual)
+    install(FILES ${PROJECT_BINARY_DIR}/tools/ztopo.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+    install(FILES ${PROJECT_BINARY_DIR}/tools/ztopo.bash-completion
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions RENAME ztopo COMPONENT runtime)
+endif()
+
 # Debian packages, one per component.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zframework)

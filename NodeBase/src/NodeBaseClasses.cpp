@@ -5,9 +5,11 @@
 #include "NodeBase/ZDiscoveryDeleteMsg.h"
 #include "NodeBase/ZDiscoveryFindNodeMsg.h"
 #include "NodeBase/ZDiscoveryFindUIDMsg.h"
+#include "NodeBase/ZDiscoveryGetNodeManagersMsg.h"
 #include "NodeBase/ZDiscoveryLockUnlockMsg.h"
 #include "NodeBase/ZDiscoveryManagerMsg.h"
 #include "NodeBase/ZDiscoveryMasterNodeManagerUIDMsg.h"
+#include "NodeBase/ZDiscoveryNodeManagersMsg.h"
 #include "NodeBase/ZDiscoveryPluginMsg.h"
 #include "NodeBase/ZDiscoveryRequestMasterNodeManagerUIDMsg.h"
 #include "NodeBase/ZDiscoveryRequestMsg.h"
@@ -56,6 +58,8 @@ struct NodeBaseClasses {
         ZClassRegistration<ZOnlineStatusMsg>::Register("ZMessage");
         ZClassRegistration<ZRemovalHistoryMsg>::Register("ZMessage");
         ZClassRegistration<ZNumberingMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryGetNodeManagersMsg>::Register("ZMessage");
+        ZClassRegistration<ZDiscoveryNodeManagersMsg>::Register("ZMessage");
         ZClassRegistration<ZNodeManagerConfig>::Register("ZConfig");
         ZClassRegistration<ZNodeManager>::Register("ZNode");
     }

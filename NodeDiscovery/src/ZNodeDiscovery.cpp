@@ -24,6 +24,7 @@
 #include "ZCoreConfigs/ZCommsParams.h"
 #include "ZCoreConfigs/ZCoreConfigParams.h"
 #include "ZCoreConfigs/ZSystemParams.h"
+#include "ZManagerDirectory.h"
 #include "ZManagerInstances.h"
 #include "ZMessages/ZGenericResponseMsg.h"
 #include "ZShared/CID.h"
@@ -65,7 +66,9 @@ std::string ClockText(std::int64_t remoteTimeUs) {
 }  // namespace
 
 ZNodeDiscovery::ZNodeDiscovery(const std::string& name)
-    : ZNode(name), m_pInstances(std::make_unique<ZManagerInstances>()) {
+    : ZNode(name),
+      m_pInstances(std::make_unique<ZManagerInstances>()),
+      m_pDirectory(std::make_unique<ZManagerDirectory>()) {
     SetUID(ZNodeUID(kDiscoveryUID));
 }
 
@@ -95,6 +98,7 @@ bool ZNodeDiscovery::OnConnected() {
         ZLOG(LOGLEVEL_ERROR, "Cannot follow status/%s/numbering: numbers after a restart may repeat",
              kDiscoveryUID);
     }
+    SubscribeManagersLookup();
     return connected;
 }
 
@@ -277,6 +281,7 @@ bool ZNodeDiscovery::OnAddNodeManager(const std::shared_ptr<ZMessage>& request) 
         }
         registry->NewNodeManager(uid, session, registration.m_versionInfo, false);
         registry->UpdateLastNodeManagerContact(uid);
+        NoteManagerRegistered(registration);
         std::size_t count;
         {
             std::lock_guard<std::mutex> statsLock(registry->m_statsMutex);
@@ -767,6 +772,7 @@ bool ZNodeDiscovery::Lock(std::shared_ptr<ZMessage> request) {
              m_lockOwner.c_str());
         return false;
     }
+    NoteLockTaken(requester);
     m_lockOwner = requester;
     ZLOG(LOGLEVEL_PROGRESS, "Locked by <%s>", m_lockOwner.c_str());
     return true;

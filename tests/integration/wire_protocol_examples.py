@@ -29,6 +29,11 @@ from zloopback import Failure, accepts, free_port, wait_until  # noqa: E402
 
 DOCUMENTED_PORT = "1883"
 VARYING_KEYS = {"startID", "timeUs"}
+# Within the records of a list under these keys, values of these keys vary too, whatever their type.
+VARYING_IN_RECORDS = {
+    "nodeManagers": {"hostName", "processID", "osVersion", "sessionID", "registeredTimeUs", "ageMs", "silentMs",
+                     "deadTimeLeftMs"},
+}
 EXAMPLE_TIMEOUT = 20.0
 SETTLE_TIMEOUT = 30.0
 SKIPPED = 77  # ctest's SKIP_RETURN_CODE
@@ -85,12 +90,17 @@ def json_values(text):
     return values
 
 
-def normalised(value):
+def normalised(value, varying=frozenset()):
     if isinstance(value, dict):
-        return {key: ("<varies>" if key in VARYING_KEYS and isinstance(item, int) else normalised(item))
-                for key, item in value.items()}
+        result = {}
+        for key, item in value.items():
+            if key in varying or (key in VARYING_KEYS and isinstance(item, int)):
+                result[key] = "<varies>"
+            else:
+                result[key] = normalised(item, varying | VARYING_IN_RECORDS.get(key, frozenset()))
+        return result
     if isinstance(value, list):
-        return [normalised(item) for item in value]
+        return [normalised(item, varying) for item in value]
     return value
 
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "NodeBase/ZTopologyMsg.h"
+#include "ZShared/ZLog.h"
 
 namespace {
 
@@ -55,7 +56,7 @@ std::string ZTopologyReport::Summary(const ZTopologyMsg& topology) {
            ", " + Counted(topology.m_edges.size(), "connection");
 }
 
-void ZTopologyReport::PrintTree(std::ostream& out) const {
+void ZTopologyReport::PrintTree(std::ostream& out, bool wide) const {
     std::vector<std::string> plugins;
     std::set<std::string> managers;
     for (const auto& plugin : m_topology.m_plugins) {
@@ -72,7 +73,7 @@ void ZTopologyReport::PrintTree(std::ostream& out) const {
         if (IsManager(manager)) {
             out << "  " << manager.m_uid.c_str() << "  (node manager, group " << Text(manager.m_group)
                 << ")\n";
-            PrintNodesOf(out, manager.m_uid.c_str());
+            PrintNodesOf(out, manager.m_uid.c_str(), wide);
         }
     }
     // Nodes whose manager has no record of its own are still shown, under the UID they name.
@@ -81,7 +82,7 @@ void ZTopologyReport::PrintTree(std::ostream& out) const {
         const std::string manager = node.m_nodeManagerUID.c_str();
         if (!IsManager(node) && managers.count(manager) == 0 && orphanManagers.insert(manager).second) {
             out << "  " << Text(node.m_nodeManagerUID.AsString()) << "  (node manager not in the graph)\n";
-            PrintNodesOf(out, manager);
+            PrintNodesOf(out, manager, wide);
         }
     }
     PrintGroups(out);
@@ -94,14 +95,23 @@ void ZTopologyReport::PrintTree(std::ostream& out) const {
     }
 }
 
-void ZTopologyReport::PrintNodesOf(std::ostream& out, const std::string& managerUID) const {
+void ZTopologyReport::PrintNodesOf(std::ostream& out, const std::string& managerUID, bool wide) const {
     for (const auto& node : m_topology.m_nodes) {
         if (IsManager(node) || managerUID != node.m_nodeManagerUID.c_str()) {
             continue;
         }
         out << "    " << std::left << std::setw(10) << Text(node.m_name) << " class " << std::setw(14)
             << Text(node.m_className) << " group " << std::setw(8) << Text(node.m_group) << " UID "
-            << node.m_uid.c_str() << "\n";
+            << node.m_uid.c_str();
+        if (wide) {
+            std::vector<std::string> aliases;
+            for (const auto& alias : node.m_aliases) {
+                aliases.push_back(ToStdString(alias));
+            }
+            out << "  aliases " << (aliases.empty() ? "-" : Joined(aliases)) << "  log level "
+                << ZLog::LogLevelToString(node.m_nodeLogLevel) << "  config " << Text(node.m_configFileName);
+        }
+        out << "\n";
         for (const auto& edge : m_topology.m_edges) {
             if (edge.m_from.m_uid == node.m_uid) {
                 out << "      out " << EdgeText(edge) << "\n";

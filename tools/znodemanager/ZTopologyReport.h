@@ -18,12 +18,13 @@ public:
     // "a, b, c"
     static std::string Joined(const std::vector<std::string>& items);
 
-    void PrintTree(std::ostream& out) const;
+    // Wide adds each node's aliases, log level and configuration file to its line.
+    void PrintTree(std::ostream& out, bool wide = false) const;
     bool WriteDot(const std::string& path) const;
     std::string Dot() const;
 
 private:
-    void PrintNodesOf(std::ostream& out, const std::string& managerUID) const;
+    void PrintNodesOf(std::ostream& out, const std::string& managerUID, bool wide) const;
     void PrintGroups(std::ostream& out) const;
 
     const ZTopologyMsg& m_topology;

@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <nlohmann/json.hpp>
 
 #include "NodeBase/ZDiscoveryFindNodeMsg.h"
 #include "NodeBase/ZDiscoveryFindUIDMsg.h"
@@ -27,25 +27,20 @@
 #include "NodeComm/ZNodeCommMQTT.h"
 #include "NodeComm/ZTransportFactory.h"
 #include "ZCoreConfigs/ZCommsParams.h"
+#include "ZManagersReport.h"
 #include "ZMessages/ZGenericResponseMsg.h"
 #include "ZShared/ZMakeShared.h"
+#include "ZTopoManual.h"
 #include "ZTopoWatcher.h"
+#include "ZTopologyFilter.h"
 #include "ZTopologyReport.h"
 
 namespace {
 
-constexpr const char* kDefaultBroker = "mqtt://127.0.0.1:1883";
 // How often `watch` looks at the stop flag while nothing happens.
 constexpr std::chrono::milliseconds kWatchSlice{200};
-
-constexpr const char* kExitCodes =
-    "Exit codes:\n"
-    "  0  done\n"
-    "  1  the discovery node answered no (not found, lock denied, removal refused, no master)\n"
-    "  2  usage error or bad argument\n"
-    "  3  no answer within the time-out, or the broker cannot be reached\n"
-    "  4  the broker refused the credentials or the client\n"
-    "  5  the output could not be written";
+constexpr const char* kDescription =
+    "Shows and steers the topology of a running system through its discovery node.";
 
 volatile std::sig_atomic_t g_stopSignal = 0;
 
@@ -105,22 +100,16 @@ std::shared_ptr<ZNodeComm> MakeTransport(const std::string& url, const std::stri
     return comm;
 }
 
-// A CLI11 check that a UID can be one level of a topic.
-CLI::Validator TopicSafe() {
-    return CLI::Validator(
-        [](std::string& uid) {
-            std::string why;
-            return ZCommEndpoint::IsTopicSafeUID(uid, &why) ? std::string() : "UID <" + uid + "> " + why;
-        },
-        "UID");
-}
-
 const ZTopologyNode* NodeOf(const ZTopologyMsg& topology, const std::string& uid) {
     return topology.GetNode(ZNodeUID(uid));
 }
 
 bool IsManager(const ZTopologyNode& node) {
     return node.m_uid == node.m_nodeManagerUID;
+}
+
+std::string Printed(const nlohmann::ordered_json& document) {
+    return document.dump(2) + "\n";
 }
 
 std::string LocalTime(std::int64_t timeUs) {
@@ -134,22 +123,8 @@ std::string LocalTime(std::int64_t timeUs) {
 
 }  // namespace
 
-struct ZTopoCommand::ZOptions {
-    std::string m_broker = kDefaultBroker;
-    std::string m_discovery = "ZNodeDiscovery1";
-    double m_timeoutSecs = 3.0;
-    std::string m_className;
-    std::string m_group;
-    std::string m_uid;
-    std::string m_as;
-
-    std::chrono::milliseconds Timeout() const {
-        return std::chrono::milliseconds(std::max<long long>(1, std::llround(m_timeoutSecs * 1000.0)));
-    }
-};
-
 ZTopoCommand::ZTopoCommand(std::ostream& out, std::ostream& err)
-    : m_out(out), m_err(err), m_connector(&MakeTransport), m_pOptions(std::make_unique<ZOptions>()) {}
+    : m_out(out), m_err(err), m_connector(&MakeTransport), m_pOptions(std::make_unique<ZTopoOptions>()) {}
 
 ZTopoCommand::~ZTopoCommand() = default;
 
@@ -167,62 +142,11 @@ std::string ZTopoCommand::ClientUID() {
     return uid;
 }
 
-void ZTopoCommand::AddOptions(CLI::App& app) {
-    ZOptions& options = *m_pOptions;
-    app.footer(kExitCodes);
-    app.require_subcommand(1);
-    app.fallthrough();
-    app.set_version_flag("--version", std::string("ztopo ") + ZNodeManager::kFrameworkVersion);
-    app.add_option("--broker", options.m_broker, "Broker URL")
-        ->envname("ZTOPO_BROKER")
-        ->type_name("URL")
-        ->capture_default_str()
-        ->check(CLI::Validator(
-            [](std::string& url) {
-                std::string why;
-                return ZBrokerAddress().Parse(url, why) ? std::string() : why;
-            },
-            "URL"));
-    app.add_option("--discovery", options.m_discovery, "UID of the discovery node")
-        ->capture_default_str()
-        ->check(TopicSafe());
-    app.add_option("--timeout", options.m_timeoutSecs, "Seconds to wait for each answer")
-        ->type_name("SECONDS")
-        ->capture_default_str()
-        ->check(CLI::Range(0.001, 86400.0));
-
-    app.add_subcommand("show", "Print the topology as a tree: node managers, nodes, groups, connections");
-    app.add_subcommand("json", "Print the topology as JSON");
-    app.add_subcommand("dot", "Print the topology as a Graphviz drawing");
-    app.add_subcommand("watch",
-                       "Print what changes in the topology, one block per change, until SIGINT/SIGTERM");
-    auto* findUID = app.add_subcommand("find-uid", "Print the UID of a node of a class");
-    findUID->add_option("CLASS", options.m_className, "Class name")->required();
-    findUID->add_option("--group", options.m_group, "Only a node of this group");
-    auto* findNode = app.add_subcommand("find-node", "Ask whether the discovery node knows a node manager");
-    findNode->add_option("UID", options.m_uid, "UID of the node manager")->required()->check(TopicSafe());
-    app.add_subcommand("master", "Print the UID of the master node manager");
-    for (const char* name : {"lock", "unlock"}) {
-        auto* locking =
-            app.add_subcommand(name, std::string(name == std::string("lock") ? "Lock" : "Unlock") +
-                                         " the topology for the node manager of the node given by --as");
-        locking->add_option("--as", options.m_as, "A node or node manager on whose behalf to ask")
-            ->required()
-            ->type_name("UID")
-            ->check(TopicSafe());
-    }
-    auto* remove = app.add_subcommand("remove", "Remove a node manager and its nodes from the topology");
-    remove->add_option("NODEMANAGER", options.m_uid, "UID of the node manager")
-        ->required()
-        ->check(TopicSafe());
-    app.add_subcommand("history", "Print the latest removals of node managers, oldest first");
-}
-
 int ZTopoCommand::Run(const std::vector<std::string>& args) {
-    *m_pOptions = ZOptions();
-    const ZOptions& options = *m_pOptions;
-    CLI::App app{"Shows and steers the topology of a running system through its discovery node.", "ztopo"};
-    AddOptions(app);
+    *m_pOptions = ZTopoOptions();
+    const ZTopoOptions& options = *m_pOptions;
+    CLI::App app{kDescription, "ztopo"};
+    m_pOptions->AddTo(app);
 
     std::vector<const char*> argv;
     for (const auto& arg : args) {
@@ -236,8 +160,15 @@ int ZTopoCommand::Run(const std::vector<std::string>& args) {
         return app.exit(e, m_out, m_err) == 0 ? ZTOPO_EXIT_OK : ZTOPO_EXIT_USAGE;
     } catch (const CLI::CallForVersion& e) {
         return app.exit(e, m_out, m_err) == 0 ? ZTOPO_EXIT_OK : ZTOPO_EXIT_USAGE;
+    } catch (const CLI::Success&) {
+        return PrintManual(app);
     } catch (const CLI::ParseError& e) {
         return Usage(app, args, e.what());
+    }
+    const std::string subcommand = app.get_subcommands().front()->get_name();
+    if (options.Format() == ZTopoFormat::NDJSON && subcommand != "watch") {
+        m_err << "ztopo: -o ndjson is for watch only; ztopo --help tells more\n";
+        return ZTOPO_EXIT_USAGE;
     }
 
     const std::string clientUID = ClientUID();
@@ -254,7 +185,7 @@ int ZTopoCommand::Run(const std::vector<std::string>& args) {
     }
     m_pRequest = std::make_unique<ZTopologyRequest>(comm, ZNodeUID(options.m_discovery), ZNodeUID(clientUID));
     m_pRequest->SetStep(m_step);
-    const int exitCode = Dispatch(app.get_subcommands().front()->get_name());
+    const int exitCode = Dispatch(subcommand);
     m_pRequest.reset();
     m_out.flush();
     if (!m_out) {
@@ -269,8 +200,7 @@ int ZTopoCommand::Usage(const CLI::App& app, const std::vector<std::string>& arg
     // CLI11 finds no subcommand in a word it does not know; say which word that was.
     for (std::size_t i = 1; i < args.size() && app.get_subcommands().empty(); ++i) {
         const std::string& word = args[i];
-        const bool takesValue = word == "--broker" || word == "--discovery" || word == "--timeout";
-        if (takesValue) {
+        if (ZTopoOptions::TakesValue(word)) {
             ++i;
         } else if (!word.empty() && word[0] != '-') {
             m_err << "ztopo: unknown subcommand <" << word << ">; ztopo --help lists them\n";
@@ -287,11 +217,18 @@ int ZTopoCommand::Dispatch(const std::string& subcommand) {
         const char* m_name;
         Handler m_handler;
     } kHandlers[] = {
-        {"show", &ZTopoCommand::OnShow},        {"json", &ZTopoCommand::OnJSON},
-        {"dot", &ZTopoCommand::OnDot},          {"watch", &ZTopoCommand::OnWatch},
-        {"find-uid", &ZTopoCommand::OnFindUID}, {"find-node", &ZTopoCommand::OnFindNode},
-        {"master", &ZTopoCommand::OnMaster},    {"remove", &ZTopoCommand::OnRemove},
+        {"show", &ZTopoCommand::OnShow},
+        {"json", &ZTopoCommand::OnJSON},
+        {"dot", &ZTopoCommand::OnDot},
+        {"watch", &ZTopoCommand::OnWatch},
+        {"find-uid", &ZTopoCommand::OnFindUID},
+        {"find-node", &ZTopoCommand::OnFindNode},
+        {"master", &ZTopoCommand::OnMaster},
+        {"remove", &ZTopoCommand::OnRemove},
         {"history", &ZTopoCommand::OnHistory},
+        {"managers", &ZTopoCommand::OnManagers},
+        {"lock-status", &ZTopoCommand::OnLockStatus},
+        {"describe", &ZTopoCommand::OnDescribe},
     };
     if (subcommand == "lock" || subcommand == "unlock") {
         return OnLocking(subcommand == "lock");
@@ -333,10 +270,40 @@ std::shared_ptr<ZTopologyMsg> ZTopoCommand::FetchTopology(int& exitCode) {
     return topology;
 }
 
+bool ZTopoCommand::IsJSON() const {
+    return m_pOptions->Format() == ZTopoFormat::JSON;
+}
+
+int ZTopoCommand::PrintManual(const CLI::App& app) {
+    const ZTopoManual manual(app);
+    if (m_pOptions->m_manual == "man") {
+        manual.PrintMan(m_out);
+    } else {
+        manual.PrintBashCompletion(m_out);
+    }
+    m_out.flush();
+    if (!m_out) {
+        m_err << "ztopo: cannot write the answer: " << std::strerror(errno) << "\n";
+        return ZTOPO_EXIT_OUTPUT;
+    }
+    return ZTOPO_EXIT_OK;
+}
+
 int ZTopoCommand::OnShow() {
+    const ZTopoOptions& options = *m_pOptions;
     int exitCode = ZTOPO_EXIT_OK;
-    if (const auto topology = FetchTopology(exitCode)) {
-        ZTopologyReport(*topology).PrintTree(m_out);
+    auto topology = FetchTopology(exitCode);
+    if (!topology) {
+        return exitCode;
+    }
+    const ZTopologyFilter filter(options.m_onlyGroup, options.m_onlyClass, options.m_onlyManager);
+    if (!filter.IsEmpty()) {
+        topology = filter.Apply(*topology);
+    }
+    if (IsJSON()) {
+        m_out << ZTopologyRequest::JSON(*topology) << "\n";
+    } else {
+        ZTopologyReport(*topology).PrintTree(m_out, options.Format() == ZTopoFormat::WIDE);
     }
     return exitCode;
 }
@@ -352,7 +319,7 @@ int ZTopoCommand::OnJSON() {
 int ZTopoCommand::OnDot() {
     int exitCode = ZTOPO_EXIT_OK;
     if (const auto topology = FetchTopology(exitCode)) {
-        m_out << ZTopologyReport(*topology).Dot();
+        m_out << (IsJSON() ? ZTopologyRequest::JSON(*topology) + "\n" : ZTopologyReport(*topology).Dot());
     }
     return exitCode;
 }
@@ -365,6 +332,7 @@ int ZTopoCommand::OnWatch() {
         stop = [] { return g_stopSignal != 0; };
     }
     ZTopoWatcher watcher(*m_pRequest, m_out, m_pOptions->Timeout());
+    watcher.SetFormat(m_pOptions->Format());
     if (!watcher.Start()) {
         return NoAnswer("gettopo");
     }
@@ -375,7 +343,7 @@ int ZTopoCommand::OnWatch() {
 }
 
 int ZTopoCommand::OnFindUID() {
-    const ZOptions& options = *m_pOptions;
+    const ZTopoOptions& options = *m_pOptions;
     auto request = ZMakeShared<ZDiscoveryFindUIDMsg>();
     request->m_className = ToZString(options.m_className);
     request->m_groupName = ToZString(options.m_group);
@@ -393,12 +361,12 @@ int ZTopoCommand::OnFindUID() {
                        ToStdString(answer->m_nodeUID) + " in group " +
                        (answer->m_groupName.empty() ? "-" : ToStdString(answer->m_groupName)));
     }
-    m_out << answer->m_nodeUID.c_str() << "\n";
+    m_out << (IsJSON() ? ZManagersReport::JSON(*answer) + "\n" : ToStdString(answer->m_nodeUID) + "\n");
     return ZTOPO_EXIT_OK;
 }
 
 int ZTopoCommand::OnFindNode() {
-    const ZOptions& options = *m_pOptions;
+    const ZTopoOptions& options = *m_pOptions;
     auto request = ZMakeShared<ZDiscoveryFindNodeMsg>();
     request->m_nodeUID = ToZString(options.m_uid);
     const auto answer = m_pRequest->Ask<ZGenericResponseMsg>("findnode", request, options.Timeout());
@@ -406,7 +374,8 @@ int ZTopoCommand::OnFindNode() {
         return NoAnswer("findnode");
     }
     if (answer->m_bSuccess) {
-        m_out << options.m_uid << ": a registered node manager\n";
+        m_out << (IsJSON() ? ZManagersReport::JSON(*answer) + "\n"
+                           : options.m_uid + ": a registered node manager\n");
         return ZTOPO_EXIT_OK;
     }
     // The discovery node only knows node managers by "findnode"; the graph tells about the rest.
@@ -430,12 +399,13 @@ int ZTopoCommand::OnMaster() {
     if (answer->m_masterNodeManagerUID.empty()) {
         return Refused("the discovery node names no master node manager");
     }
-    m_out << answer->m_masterNodeManagerUID.c_str() << "\n";
+    m_out << (IsJSON() ? ZManagersReport::JSON(*answer) : ToStdString(answer->m_masterNodeManagerUID))
+          << "\n";
     return ZTOPO_EXIT_OK;
 }
 
 int ZTopoCommand::OnLocking(bool lock) {
-    const ZOptions& options = *m_pOptions;
+    const ZTopoOptions& options = *m_pOptions;
     // The lock belongs to the node manager of the sender; a sender outside the graph has none, and
     // the discovery node would grant the lock to nobody.
     int exitCode = ZTOPO_EXIT_OK;
@@ -459,12 +429,16 @@ int ZTopoCommand::OnLocking(bool lock) {
         return Refused(lock ? "lock denied: another node manager holds the lock"
                             : "unlock denied: " + manager + " does not hold the lock");
     }
-    m_out << (lock ? "locked for node manager " : "unlocked by node manager ") << manager << "\n";
+    if (IsJSON()) {
+        m_out << Printed({{"bLocked", lock}, {"nodeManagerUID", manager}, {"as", options.m_as}});
+    } else {
+        m_out << (lock ? "locked for node manager " : "unlocked by node manager ") << manager << "\n";
+    }
     return ZTOPO_EXIT_OK;
 }
 
 int ZTopoCommand::OnRemove() {
-    const ZOptions& options = *m_pOptions;
+    const ZTopoOptions& options = *m_pOptions;
     int exitCode = ZTOPO_EXIT_OK;
     const auto before = FetchTopology(exitCode);
     if (!before) {
@@ -492,6 +466,10 @@ int ZTopoCommand::OnRemove() {
     if (NodeOf(*after, options.m_uid) != nullptr) {
         return Refused("the discovery node kept " + options.m_uid);
     }
+    if (IsJSON()) {
+        m_out << Printed({{"removed", options.m_uid}, {"nodes", hosted}});
+        return ZTOPO_EXIT_OK;
+    }
     m_out << "removed node manager " << options.m_uid << " and the " << hosted
           << (hosted == 1 ? " node" : " nodes") << " it hosted\n";
     return ZTOPO_EXIT_OK;
@@ -514,14 +492,21 @@ int ZTopoCommand::OnHistory() {
         if (!topology) {
             return NoAnswer("gettopo");
         }
-        m_out << "no removals recorded\n";
+        m_out << (IsJSON() ? ZManagersReport::JSON(*ZMakeShared<ZRemovalHistoryMsg>()) + "\n"
+                           : "no removals recorded\n");
         return ZTOPO_EXIT_OK;
     }
     if (!topology) {
         m_err << "ztopo: the discovery node did not answer; this is the broker's last copy of its history\n";
     }
+    if (IsJSON()) {
+        m_out << ZManagersReport::JSON(*removals) << "\n";
+        return ZTOPO_EXIT_OK;
+    }
+    const bool wide = m_pOptions->Format() == ZTopoFormat::WIDE;
     for (const auto& record : removals->m_records) {
-        m_out << LocalTime(record.m_timeUs) << "  " << record.m_nodeManagerUID.c_str() << "  "
+        m_out << (wide ? ZManagersReport::IsoTime(record.m_timeUs) : LocalTime(record.m_timeUs)) << "  "
+              << record.m_nodeManagerUID.c_str() << "  "
               << (record.m_reason.empty() ? "-" : ToStdString(record.m_reason)) << "\n";
     }
     return ZTOPO_EXIT_OK;

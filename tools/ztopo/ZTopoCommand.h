@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "ZTopoOptions.h"
 #include "ZTopologyRequest.h"
 
+class ZDiscoveryNodeManagersMsg;
 class ZNodeComm;
 namespace CLI {
 class App;
@@ -51,15 +53,16 @@ public:
     static std::string ClientUID();
 
 private:
-    struct ZOptions;
-
-    void AddOptions(CLI::App& app);
     // One line on the error stream for a command line that cannot be used.
     int Usage(const CLI::App& app, const std::vector<std::string>& args, const std::string& what) const;
     int Dispatch(const std::string& subcommand);
     int NoAnswer(const char* what) const;
     int Refused(const std::string& why) const;
     std::shared_ptr<ZTopologyMsg> FetchTopology(int& exitCode);
+    std::shared_ptr<ZDiscoveryNodeManagersMsg> FetchManagers(int& exitCode);
+    bool IsJSON() const;
+    // `ztopo --man` and `ztopo --completion bash`: generated from the command line's description.
+    int PrintManual(const CLI::App& app);
 
     int OnShow();
     int OnJSON();
@@ -71,12 +74,16 @@ private:
     int OnLocking(bool lock);
     int OnRemove();
     int OnHistory();
+    // ZTopoCommandManagers.cpp: what the discovery node's list of node managers tells.
+    int OnManagers();
+    int OnLockStatus();
+    int OnDescribe();
 
     std::ostream& m_out;
     std::ostream& m_err;
     Connector m_connector;
     ZTopologyRequest::Step m_step;
     StopCheck m_stopCheck;
-    std::unique_ptr<ZOptions> m_pOptions;
+    std::unique_ptr<ZTopoOptions> m_pOptions;
     std::unique_ptr<ZTopologyRequest> m_pRequest;
 };

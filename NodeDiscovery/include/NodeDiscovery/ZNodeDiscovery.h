@@ -12,7 +12,9 @@
 #include "ZShared/ZSteadyClock.h"
 
 class ZCommManager;
+class ZDiscoveryManagerMsg;
 class ZDiscoveryRequestMsg;
+class ZManagerDirectory;
 class ZManagerInstances;
 
 // The single authority on the topology: it registers node managers, their nodes and plug-ins,
@@ -27,6 +29,10 @@ class ZManagerInstances;
 // the numbering, published retained on status/<UID>/numbering and read back at start, so that a
 // restarted discovery node never hands out a UID that is still in use; and which start of each node
 // manager it serves, so that a last will or a registration of a replaced process is refused.
+//
+// For operators it answers "getnodemanagers" (ZNodeDiscoveryManagers.cpp), subscribed apart from the
+// twelve endpoints of the node managers' protocol: every registered node manager with its host,
+// process, versions, session and timings, and the lock's holder.
 //
 // Handlers and the idle hook run one at a time on the node's pump, so the graph, the ID counters,
 // the lock owner and the monitor fields take no lock. The node-manager registry lives in the
@@ -61,6 +67,8 @@ public:
     bool OnLockUnlockMsg(const std::shared_ptr<ZMessage>& request);
     // The numbering of an earlier start, retained by the transport: counters only ever go up.
     bool OnNumbering(const std::shared_ptr<ZMessage>& message);
+    // Answers a ZDiscoveryGetNodeManagersMsg with a ZDiscoveryNodeManagersMsg.
+    bool OnGetNodeManagers(const std::shared_ptr<ZMessage>& request);
 
     // Removes at most one node manager that has been silent for longer than the dead time.
     bool OnMonitorTopoNodes();
@@ -110,8 +118,14 @@ private:
     // answers it so when it does.
     bool RefuseSuperseded(const std::shared_ptr<ZMessage>& request);
 
+    // ZNodeDiscoveryManagers.cpp: the lookup's endpoint and what it keeps beside the registry.
+    bool SubscribeManagersLookup();
+    void NoteLockTaken(const ZNodeUID& requester);
+    void NoteManagerRegistered(const ZDiscoveryManagerMsg& registration);
+
     ZVector<ZRemovalRecord> m_removals;  // oldest first
     std::unique_ptr<ZManagerInstances> m_pInstances;
+    std::unique_ptr<ZManagerDirectory> m_pDirectory;
     bool m_bNumberedBefore = false;    // numbers of an earlier start are in use
     bool m_bNumberingChanged = false;  // not yet published
 };

@@ -1,0 +1,5 @@
+#include "NodeBase/ZDiscoveryGetNodeManagersMsg.h"
+
+ZDiscoveryGetNodeManagersMsg::ZDiscoveryGetNodeManagersMsg() = default;
+
+ZDiscoveryGetNodeManagersMsg::~ZDiscoveryGetNodeManagersMsg() = default;

@@ -1,0 +1,20 @@
+# Writes ztopo's man page (gzipped) and bash completion into OUT_DIR by running ztopo itself, so
+# that both come from the description --help prints. Run as a script at build time:
+#   cmake -DZTOPO=<ztopo> [-DEMULATOR=<runner>] -DOUT_DIR=<folder> -P ZTopoManual.cmake
+foreach(what man completion)
+    if(what STREQUAL "man")
+        set(args --man)
+        set(output ${OUT_DIR}/ztopo.1)
+    else()
+        set(args --completion bash)
+        set(output ${OUT_DIR}/ztopo.bash-completion)
+    endif()
+    execute_process(COMMAND ${EMULATOR} ${ZTOPO} ${args} OUTPUT_FILE ${output} RESULT_VARIABLE result)
+    if(NOT result EQUAL 0)
+        message(FATAL_ERROR "ztopo ${args} failed: ${result}")
+    endif()
+endforeach()
+execute_process(COMMAND gzip -9nf ${OUT_DIR}/ztopo.1 RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+    message(FATAL_ERROR "gzip of the man page failed: ${result}")
+endif()
