@@ -1,25 +1,125 @@
 #!/usr/bin/env bash
-# Builds the Debian packages, checks their names and dependencies, unpacks the runtime package
-# into a scratch directory and runs its znodemanager from there.
-#   deb-test.sh BUILD_DIR
+# Builds the Debian packages and checks them as a Debian user meets them: names, dependencies and
+# contents, lintian (any error fails), the unpacked node manager; then, as root on a machine where
+# zframework is not installed yet, installs them with dpkg, checks the service's user, unit and
+# exit codes, builds a C++20 program against the installed pkg-config files, enables a service
+# instance and purges the packages again: the instance's link must go with them.
+#   deb-test.sh BUILD_DIR SOURCE_DIR
 set -euo pipefail
 build=$1
+source=$2
 scratch=$(mktemp -d /tmp/zframework-deb.XXXXXX)
-trap 'rm -rf "$scratch"' EXIT
+installed=no
+cleanup() {
+    if [ $installed = yes ]; then
+        dpkg --purge zframework-dev zframework >/dev/null 2>&1 || true
+        rm -f /etc/systemd/system/multi-user.target.wants/znodemanager@debtest.service
+    fi
+    rm -rf "$scratch"
+}
+trap cleanup EXIT
+fail() {
+    echo "deb-test: $*" >&2
+    exit 1
+}
 
 (cd "$scratch" && cpack --config "$build/CPackConfig.cmake" -G DEB >/dev/null)
 runtime=$(ls "$scratch"/zframework_*.deb)
 development=$(ls "$scratch"/zframework-dev_*.deb)
+version=$(dpkg-deb -f "$runtime" Version)
+triplet=$(gcc -print-multiarch)
+
 echo "== $(basename "$runtime"): $(dpkg-deb -f "$runtime" Depends)"
+changelog_version=$(dpkg-parsechangelog -l "$source/packaging/debian/changelog" -S Version)
+[ "$changelog_version" = "$version" ] ||
+    fail "packaging/debian/changelog's latest entry is $changelog_version, the package is $version"
 dpkg-deb -f "$runtime" Depends | grep -q libmosquitto1
+dpkg-deb -f "$runtime" Depends | grep -q adduser
 echo "== $(basename "$development"): $(dpkg-deb -f "$development" Depends)"
-dpkg-deb -f "$development" Depends | grep -q 'zframework (='
+[ "$(dpkg-deb -f "$development" Depends)" = "zframework (= $version)" ] ||
+    fail "zframework-dev should depend on zframework (= $version) alone"
+
 # Listings are read whole: grep -q would close the pipe on dpkg-deb early.
 development_files=$(dpkg-deb -c "$development")
 runtime_files=$(dpkg-deb -c "$runtime")
 grep -q 'include/NodeComm/ZNodeComm.h' <<<"$development_files"
+grep -q "usr/lib/$triplet/pkgconfig/zframework.pc" <<<"$development_files"
 grep -q 'lib/systemd/system/znodemanager@.service' <<<"$runtime_files"
-grep -q 'lib.*/libNodeDiscovery.so -> ' <<<"$runtime_files"
+grep -q "usr/lib/$triplet/libNodeDiscovery.so -> " <<<"$runtime_files"
+grep -q "usr/lib/$triplet/libZShared.so\." <<<"$runtime_files"
+for package in zframework zframework-dev; do
+    files=$runtime_files
+    [ $package = zframework ] || files=$development_files
+    grep -q "usr/share/doc/$package/copyright" <<<"$files" || fail "$package has no copyright file"
+    grep -q "usr/share/doc/$package/changelog.Debian.gz" <<<"$files" || fail "$package has no changelog"
+done
 
+echo "== lintian"
+lintian --tag-display-limit 0 "$runtime" "$development" >"$scratch/lintian.log" 2>&1 || true
+cat "$scratch/lintian.log"
+echo "lintian: $(grep -c '^E:' "$scratch/lintian.log" || true) errors," \
+    "$(grep -c '^W:' "$scratch/lintian.log" || true) warnings"
+if grep -q '^E:' "$scratch/lintian.log"; then
+    fail "lintian reports errors"
+fi
+
+echo "== unpacked"
 dpkg-deb -x "$runtime" "$scratch/root"
-"$scratch/root/usr/bin/znodemanager" --version
+dpkg-deb -x "$development" "$scratch/root"
+while IFS= read -r -d '' file; do
+    if readelf -d "$file" 2>/dev/null | grep -qE 'RPATH|RUNPATH'; then
+        fail "$file has an RPATH"
+    fi
+done < <(find "$scratch/root/usr/bin" "$scratch/root/usr/lib/$triplet" -type f -print0)
+pc=$scratch/root/usr/lib/$triplet/pkgconfig
+grep -qx 'prefix=/usr' "$pc/zframework.pc" || fail "zframework.pc: prefix is not /usr"
+if grep -q -- '-std=' "$pc"/*.pc; then
+    fail "the pkg-config files impose a language standard"
+fi
+LD_LIBRARY_PATH=$scratch/root/usr/lib/$triplet "$scratch/root/usr/bin/znodemanager" --version
+
+if [ "$(id -u)" -ne 0 ] || dpkg-query -W -f='${Status}' zframework 2>/dev/null | grep -q installed; then
+    echo "== not installing: needs root and a machine without zframework installed"
+    exit 0
+fi
+
+echo "== dpkg -i"
+# One install at a time on this machine, whichever build tree the test runs from.
+exec 9>/tmp/zframework-deb-test.lock
+flock 9
+installed=yes
+dpkg -i "$runtime" "$development" >/dev/null
+getent passwd zframework >/dev/null || fail "no system user zframework"
+[ "$(stat -c %G:%a /etc/zframework)" = zframework:750 ] || fail "/etc/zframework is not zframework:750"
+if command -v systemd-analyze >/dev/null; then
+    systemd-analyze verify /lib/systemd/system/znodemanager@.service
+    systemd-analyze security --offline=yes /lib/systemd/system/znodemanager@.service 2>/dev/null |
+        grep 'Overall exposure' || true
+fi
+
+echo "== the service user runs the node manager"
+# What the unit runs: the module by its plain name from the multiarch folder, and exit 2 (no
+# restart) for a configuration it cannot read.
+runuser -u zframework -- znodemanager --list-classes --module libNodeDiscovery.so | grep -qx ZNodeDiscovery
+status=0
+runuser -u zframework -- znodemanager /etc/zframework/debtest.json 2>/dev/null || status=$?
+[ $status -eq 2 ] || fail "a missing configuration ended znodemanager with $status, not 2"
+
+echo "== pkg-config zframework, C++20"
+cflags=$(pkg-config --cflags zframework)
+echo "cflags: $cflags"
+case "$cflags" in *..* | *-std=*) fail "unclean pkg-config flags: $cflags" ;; esac
+# shellcheck disable=SC2046
+g++ -std=c++20 -o "$scratch/consumer-cxx20" "$source/packaging/tests/consumer/main.cpp" \
+    $(pkg-config --cflags --libs zframework) -ldl
+"$scratch/consumer-cxx20"
+
+echo "== purge"
+systemctl enable znodemanager@debtest.service >/dev/null 2>&1
+link=/etc/systemd/system/multi-user.target.wants/znodemanager@debtest.service
+[ -L "$link" ] || fail "systemctl enable made no link"
+dpkg --purge zframework-dev zframework >/dev/null
+installed=no
+[ ! -e "$link" ] && [ ! -L "$link" ] || fail "purging left $link"
+[ ! -e /etc/zframework ] || fail "purging left /etc/zframework"
+echo "purged: no link, no /etc/zframework"
