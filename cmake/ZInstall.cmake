@@ -146,9 +146,9 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME zframework)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-# The maintainer scripts create the system user (adduser) and stop and unlink the service
-# instances on removal; the trigger runs ldconfig. CPack writes the shlibs file (only the runtime
-# package has libraries).
+# The maintainer scripts create the system user (adduser), and stop the service instances
+# (deb-systemd-invoke, of the essential init-system-helpers) and unlink them on removal; the
+# trigger runs ldconfig. CPack writes the shlibs file (only the runtime package has libraries).
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "adduser")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA)

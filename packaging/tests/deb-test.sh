@@ -118,7 +118,23 @@ echo "== purge"
 systemctl enable znodemanager@debtest.service >/dev/null 2>&1
 link=/etc/systemd/system/multi-user.target.wants/znodemanager@debtest.service
 [ -L "$link" ] || fail "systemctl enable made no link"
-dpkg --purge zframework-dev zframework >/dev/null
+# No systemd runs here: where a mount namespace can be had, the purge runs in one that looks like
+# a systemd machine (/run/systemd/system), with a systemctl that notes what it is asked and a
+# policy-rc.d that lets services be stopped (a container's may refuse every action).
+mkdir -p "$scratch/bin"
+printf '#!/bin/sh\necho "$*" >>%s/systemctl.log\n' "$scratch" >"$scratch/bin/systemctl"
+printf '#!/bin/sh\nexit 0\n' >"$scratch/bin/policy-rc.d"
+chmod +x "$scratch/bin/systemctl" "$scratch/bin/policy-rc.d"
+if unshare -m true 2>/dev/null; then
+    unshare -m sh -c 'mount -t tmpfs tmpfs /run && mkdir -p /run/systemd/system &&
+        { [ ! -e /usr/sbin/policy-rc.d ] || mount --bind "$1/policy-rc.d" /usr/sbin/policy-rc.d; } &&
+        PATH="$1:$PATH" dpkg --purge zframework-dev zframework >/dev/null' sh "$scratch/bin"
+    grep -qxF 'stop znodemanager@*.service' "$scratch/systemctl.log" ||
+        fail "removing the package did not stop the service instances"
+    echo "systemctl asked: $(paste -sd, "$scratch/systemctl.log")"
+else
+    dpkg --purge zframework-dev zframework >/dev/null
+fi
 installed=no
 [ ! -e "$link" ] && [ ! -L "$link" ] || fail "purging left $link"
 [ ! -e /etc/zframework ] || fail "purging left /etc/zframework"
