@@ -108,6 +108,16 @@ install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
 install(DIRECTORY packaging/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT runtime)
 install(DIRECTORY packaging/systemd/ DESTINATION lib/systemd/system COMPONENT runtime)
+# Manual pages, compressed as Debian has them (gzip -9n: no name, no time stamp).
+foreach(program IN LISTS Z_INSTALLED_PROGRAMS)
+    set(page ${PROJECT_SOURCE_DIR}/packaging/man/${program}.1)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${page})
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man)
+    execute_process(COMMAND gzip -9nc ${page} OUTPUT_FILE ${PROJECT_BINARY_DIR}/man/${program}.1.gz
+        COMMAND_ERROR_IS_FATAL ANY)
+    install(FILES ${PROJECT_BINARY_DIR}/man/${program}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+        COMPONENT runtime)
+endforeach()
 
 # Debian packages, one per component. Each package's documentation folder holds the copyright
 # file and the Debian changelog (packaging/debian/changelog: one entry per packaged version).
