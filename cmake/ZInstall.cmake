@@ -3,11 +3,14 @@
 #   cmake --install build/<preset> --prefix /usr/local
 #   (cd build/release && cpack)      (zframework and zframework-dev .deb)
 #
-# Runtime component: the shared libraries, the discovery module, znodemanager, ztopo, the
-# documentation, example configurations and the systemd units. Development component: headers,
-# the unversioned library links, the CMake package (find_package(ZFramework)) and pkg-config files.
+# Runtime component: the shared libraries, the discovery module, znodemanager, ztopo and their
+# manual pages, the documentation, example configurations and the systemd unit. Development
+# component: headers, the unversioned library links, the CMake package (find_package(ZFramework))
+# and pkg-config files. Each package also gets its copyright file and Debian changelog.
+
 # Libraries go to the multiarch folder (lib/x86_64-linux-gnu, lib/aarch64-linux-gnu), as Debian
-# puts them; it is on the loader's path for /usr and /usr/local.
+# puts them; it is on the loader's path for /usr and /usr/local. With -DZ_INSTALL_MULTIARCH=OFF,
+# CMAKE_INSTALL_LIBDIR stays as given.
 option(Z_INSTALL_MULTIARCH "Install the libraries in lib/<multiarch triplet>" ON)
 if(Z_INSTALL_MULTIARCH AND CMAKE_LIBRARY_ARCHITECTURE)
     set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE PATH "Object code libraries" FORCE)
