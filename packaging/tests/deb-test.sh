@@ -18,6 +18,7 @@ cleanup() {
     rm -rf "$scratch"
 }
 trap cleanup EXIT
+trap 'exit 1' INT TERM # a test time-out purges too
 fail() {
     echo "deb-test: $*" >&2
     exit 1
