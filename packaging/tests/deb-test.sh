@@ -2,8 +2,9 @@
 # Builds the Debian packages and checks them as a Debian user meets them: names, dependencies and
 # contents, lintian (any error fails), the unpacked node manager; then, as root on a machine where
 # zframework is not installed yet, installs them with dpkg, checks the service's user, unit and
-# exit codes, builds a C++20 program against the installed pkg-config files, enables a service
-# instance and purges the packages again: the instance's link must go with them.
+# exit codes, builds a C++20 program against the installed pkg-config files and CMake package,
+# enables a service instance and purges the packages again: the instance must be stopped and its
+# link must go with them.
 #   deb-test.sh BUILD_DIR SOURCE_DIR
 set -euo pipefail
 build=$1
@@ -114,6 +115,10 @@ case "$cflags" in *..* | *-std=*) fail "unclean pkg-config flags: $cflags" ;; es
 g++ -std=c++20 -o "$scratch/consumer-cxx20" "$source/packaging/tests/consumer/main.cpp" \
     $(pkg-config --cflags --libs zframework) -ldl
 "$scratch/consumer-cxx20"
+echo "== find_package(ZFramework), C++20"
+cmake -S "$source/packaging/tests/consumer" -B "$scratch/cmake-build" -G Ninja -DCMAKE_CXX_STANDARD=20 >/dev/null
+cmake --build "$scratch/cmake-build" >/dev/null
+"$scratch/cmake-build/consumer"
 
 echo "== purge"
 systemctl enable znodemanager@debtest.service >/dev/null 2>&1
