@@ -80,7 +80,7 @@ if grep -q -- '-std=' "$pc"/*.pc; then
 fi
 LD_LIBRARY_PATH=$scratch/root/usr/lib/$triplet "$scratch/root/usr/bin/znodemanager" --version
 
-if [ "$(id -u)" -ne 0 ] || dpkg-query -W -f='${Status}' zframework 2>/dev/null | grep -q installed; then
+if [ "$(id -u)" -ne 0 ] || dpkg-query -W -f='${Status}' zframework 2>/dev/null | grep -q 'ok installed'; then
     echo "== not installing: needs root and a machine without zframework installed"
     exit 0
 fi
