@@ -97,8 +97,8 @@ if command -v systemd-analyze >/dev/null; then
     # The unit's manual page is checked too, unless this machine leaves manual pages out.
     man=yes
     [ -e /usr/share/man/man1/znodemanager.1.gz ] || man=no
-    systemd-analyze verify --man=$man /lib/systemd/system/znodemanager@.service
-    systemd-analyze security --offline=yes /lib/systemd/system/znodemanager@.service 2>/dev/null |
+    systemd-analyze verify --man=$man /usr/lib/systemd/system/znodemanager@.service
+    systemd-analyze security --offline=yes /usr/lib/systemd/system/znodemanager@.service 2>/dev/null |
         grep 'Overall exposure' || true
 fi
 
