@@ -57,19 +57,23 @@ for package in zframework zframework-dev; do
 done
 
 echo "== lintian"
-lintian --tag-display-limit 0 "$runtime" "$development" >"$scratch/lintian.log" 2>&1 || true
+command -v lintian >/dev/null || fail "lintian is not installed (./run deps installs it)"
+status=0
+lintian --fail-on error --tag-display-limit 0 "$runtime" "$development" >"$scratch/lintian.log" 2>&1 ||
+    status=$?
 cat "$scratch/lintian.log"
 echo "lintian: $(grep -c '^E:' "$scratch/lintian.log" || true) errors," \
     "$(grep -c '^W:' "$scratch/lintian.log" || true) warnings"
-if grep -q '^E:' "$scratch/lintian.log"; then
-    fail "lintian reports errors"
+if [ $status -ne 0 ] || grep -q '^E:' "$scratch/lintian.log"; then
+    fail "lintian reports errors, or could not check the packages (exit $status)"
 fi
 
 echo "== unpacked"
 dpkg-deb -x "$runtime" "$scratch/root"
 dpkg-deb -x "$development" "$scratch/root"
 while IFS= read -r -d '' file; do
-    if readelf -d "$file" 2>/dev/null | grep -qE 'RPATH|RUNPATH'; then
+    dynamic=$(readelf -d "$file" 2>/dev/null || true)
+    if grep -qE 'RPATH|RUNPATH' <<<"$dynamic"; then
         fail "$file has an RPATH"
     fi
 done < <(find "$scratch/root/usr/bin" "$scratch/root/usr/lib/$triplet" -type f -print0)
