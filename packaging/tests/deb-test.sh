@@ -131,6 +131,7 @@ echo "== purge"
 systemctl enable znodemanager@debtest.service >/dev/null 2>&1
 link=/etc/systemd/system/multi-user.target.wants/znodemanager@debtest.service
 [ -L "$link" ] || fail "systemctl enable made no link"
+install -d -o zframework -g zframework /var/log/zframework # as systemd makes it on start
 # No systemd runs here: where a mount namespace can be had, the purge runs in one that looks like
 # a systemd machine (/run/systemd/system), with a systemctl that notes what it is asked and a
 # policy-rc.d that lets services be stopped (a container's may refuse every action).
@@ -151,4 +152,5 @@ fi
 installed=no
 [ ! -e "$link" ] && [ ! -L "$link" ] || fail "purging left $link"
 [ ! -e /etc/zframework ] || fail "purging left /etc/zframework"
-echo "purged: no link, no /etc/zframework"
+[ ! -e /var/log/zframework ] || fail "purging left /var/log/zframework"
+echo "purged: no link, no /etc/zframework, no /var/log/zframework"
