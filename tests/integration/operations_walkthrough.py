@@ -28,7 +28,6 @@ import signal
 import subprocess
 import sys
 import tempfile
-import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "kit"))
 from zloopback import Failure, accepts, free_port, wait_until  # noqa: E402
@@ -130,6 +129,10 @@ class Walkthrough:
         if not wait_until(lambda: accepts(self.port), TIMEOUT):
             raise Failure("mosquitto did not start on port %d" % self.port)
 
+    def broker_log(self):
+        with open(os.path.join(self.scratch, "broker.log")) as log:
+            return log.read()
+
     def stop_broker(self):
         if self.broker:
             self.broker.terminate()
@@ -169,8 +172,10 @@ class Walkthrough:
             if name == "mosquitto" and action == "restart":
                 self.start_broker()
             elif name == "mosquitto" and action == "reload":
+                reloads = self.broker_log().count("Reloading config.")
                 self.broker.send_signal(signal.SIGHUP)
-                time.sleep(0.5)  # mosquitto has no answer that says the files were read again
+                if not wait_until(lambda: self.broker_log().count("Reloading config.") > reloads, TIMEOUT):
+                    raise Failure("mosquitto did not read its files again")
             elif name.startswith("znodemanager@"):
                 self.start_host(name.split("@", 1)[1])
             else:
