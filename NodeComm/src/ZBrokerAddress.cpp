@@ -38,7 +38,22 @@ bool ReadFirstLine(const std::string& path, std::string& line) {
 
 }  // namespace
 
-std::string ZBrokerAddress::Redact(const std::string& url) {
+std::string ZBrokerAddress::Redact(const std::string& text) {
+    std::string shown;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t comma = text.find(',', start);
+        shown +=
+            RedactOne(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+        if (comma == std::string::npos) {
+            return shown;
+        }
+        shown += ',';
+        start = comma + 1;
+    }
+}
+
+std::string ZBrokerAddress::RedactOne(const std::string& url) {
     const std::size_t scheme = url.find("://");
     const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
     const std::size_t end = url.find_first_of("/?", start);
@@ -54,7 +69,7 @@ std::string ZBrokerAddress::Redact(const std::string& url) {
 }
 
 bool ZBrokerAddress::Parse(const std::string& url, std::string& error) {
-    const std::string shown = Redact(url);
+    const std::string shown = RedactOne(url);
     const auto fail = [&](const std::string& why) {
         error = "<" + shown + ">: " + why;
         return false;
@@ -153,4 +168,36 @@ bool ZBrokerAddress::Parse(const std::string& url, std::string& error) {
     }
     m_shown = shown;
     return true;
+}
+
+bool ZBrokerAddress::ParseList(const std::string& urls, std::vector<ZBrokerAddress>& addresses,
+                               std::string& error) {
+    addresses.clear();
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t comma = urls.find(',', start);
+        std::string url = urls.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        const std::size_t first = url.find_first_not_of(" \t");
+        url = first == std::string::npos ? std::string()
+                                         : url.substr(first, url.find_last_not_of(" \t") - first + 1);
+        if (url.empty()) {
+            error = "<" + Redact(urls) + ">: an empty broker in the list";
+            return false;
+        }
+        ZBrokerAddress address;
+        if (!address.Parse(url, error)) {
+            return false;
+        }
+        // One client keeps one TLS set-up for every broker it may move to.
+        if (!addresses.empty() &&
+            (address.m_bTLS != addresses.front().m_bTLS || address.m_caFile != addresses.front().m_caFile)) {
+            error = "<" + address.Shown() + ">: every broker of a list needs the same scheme and cafile";
+            return false;
+        }
+        addresses.push_back(std::move(address));
+        if (comma == std::string::npos) {
+            return true;
+        }
+        start = comma + 1;
+    }
 }

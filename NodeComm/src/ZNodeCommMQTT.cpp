@@ -15,30 +15,16 @@
 #include "ZShared/CID.h"
 #include "ZShared/ZFactory.h"
 #include "ZShared/ZMakeShared.h"
+#include "ZShared/ZPlatform.h"
 
 namespace {
-
-constexpr int kQoS = 1;
-constexpr const char* kSystemCAPath = "/etc/ssl/certs";
-// CONNACK return codes that say the client will not be let in however often it asks.
-
-void InitLibrary() {
-    // Never cleaned up: other clients of the process may still use the library at exit.
-    static const int initialised = mosquitto_lib_init();
-    (void)initialised;
-}
 
 std::string ToStd(const ZString& text) {
     return std::string(text.data(), text.size());
 }
 
-// Counts worth a log line as they grow: 1, 10, 100, ...
-bool IsPowerOfTen(std::uint64_t n) {
-    while (n >= 10 && n % 10 == 0) {
-        n /= 10;
-    }
-    return n == 1;
-}
+// Dropping goes on as long as a burst lasts: one line per period says how much.
+constexpr std::chrono::seconds kDropWarningPeriod{5};
 
 }  // namespace
 
@@ -51,8 +37,8 @@ ZNodeCommMQTT::~ZNodeCommMQTT() {
 }
 
 bool ZNodeCommMQTT::Configure(const ZCommsParams& params, const std::string& clientID) {
-    ZBrokerAddress address;
-    if (std::string why; !address.Parse(ToStd(params.TransportURL), why)) {
+    std::vector<ZBrokerAddress> addresses;
+    if (std::string why; !ZBrokerAddress::ParseList(ToStd(params.TransportURL), addresses, why)) {
         m_error = "\"TransportURL\" " + why;
         return false;
     }
@@ -62,7 +48,8 @@ bool ZNodeCommMQTT::Configure(const ZCommsParams& params, const std::string& cli
         return false;
     }
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_address = address;
+    m_addresses = std::move(addresses);
+    m_current = 0;
     m_clientID = clientID;
     m_connectTryTimeoutSecs = params.ConnectTryTimeoutSecs > 0 ? params.ConnectTryTimeoutSecs : 1.2f;
     m_connectRetries = params.ConnectRetries > 0 ? params.ConnectRetries : 1;
@@ -95,159 +82,6 @@ bool ZNodeCommMQTT::SetLastWill(const ZCommEndpoint& endpoint, const std::shared
     m_will = ZPending{ToStd(endpoint.AsString()), std::move(payload), message->GetRetained()};
     m_bHasWill = true;
     return true;
-}
-
-bool ZNodeCommMQTT::Connect() {
-    InitLibrary();
-    // Connect and Shutdown run one at a time; libmosquitto's own locks are never taken while
-    // m_mutex is held here, since its callbacks take m_mutex under them.
-    std::lock_guard<std::mutex> connecting(m_connectMutex);
-    if (m_address.m_host.empty()) {
-        ZLOG(LOGLEVEL_ERROR, "Not configured: no broker to connect to");
-        return false;
-    }
-    if (!m_bStarted && !StartClient()) {
-        return false;
-    }
-    if (!m_bBlockUntilConnect) {
-        return true;
-    }
-    const auto wait =
-        std::chrono::duration<double>(m_connectTryTimeoutSecs * static_cast<float>(m_connectRetries));
-    bool refused = false;
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        if (m_connectedChanged.wait_for(lock, wait,
-                                        [this] { return m_bConnected.load() || !m_refusal.empty(); })) {
-            if (m_bConnected) {
-                return true;
-            }
-            m_error = m_refusal;
-            refused = true;
-        }
-    }
-    if (refused) {
-        StopClient();
-        return false;
-    }
-    ZLOG(LOGLEVEL_ERROR, "Broker <%s> not reached within %d tries of %.1f s", m_address.Shown().c_str(),
-         m_connectRetries, static_cast<double>(m_connectTryTimeoutSecs));
-    StopClient();
-    return false;
-}
-
-bool ZNodeCommMQTT::StartClient() {
-    // No callback runs before the network thread starts, so the client is set up without locks.
-    mosquitto* client = mosquitto_new(m_clientID.c_str(), true, this);
-    if (client == nullptr) {
-        ZLOG(LOGLEVEL_ERROR, "Cannot make an MQTT client for <%s>", m_clientID.c_str());
-        return false;
-    }
-    mosquitto_connect_callback_set(client, &ZNodeCommMQTT::OnConnectCallback);
-    mosquitto_disconnect_callback_set(client, &ZNodeCommMQTT::OnDisconnectCallback);
-    if (m_bMQTT5) {
-        mosquitto_int_option(client, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
-        mosquitto_publish_v5_callback_set(client, &ZNodeCommMQTT::OnPublishV5Callback);
-    } else {
-        mosquitto_publish_callback_set(client, &ZNodeCommMQTT::OnPublishCallback);
-    }
-    mosquitto_message_callback_set(client, &ZNodeCommMQTT::OnMessageCallback);
-    mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
-    mosquitto_reconnect_delay_set(client, 1, 8, true);
-    if (!m_address.m_user.empty()) {
-        mosquitto_username_pw_set(client, m_address.m_user.c_str(),
-                                  m_address.m_password.empty() ? nullptr : m_address.m_password.c_str());
-    }
-    if (m_address.m_bTLS) {
-        const int rc =
-            m_address.m_caFile.empty()
-                ? mosquitto_tls_set(client, nullptr, kSystemCAPath, nullptr, nullptr, nullptr)
-                : mosquitto_tls_set(client, m_address.m_caFile.c_str(), nullptr, nullptr, nullptr, nullptr);
-        if (rc != MOSQ_ERR_SUCCESS) {
-            ZLOG(LOGLEVEL_ERROR, "TLS for <%s>: %s", m_address.Shown().c_str(), mosquitto_strerror(rc));
-            mosquitto_destroy(client);
-            return false;
-        }
-    }
-    ZPending will;
-    bool hasWill = false;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        will = m_will;
-        hasWill = m_bHasWill;
-        m_pClient = client;
-        m_bStarted = true;
-    }
-    if (hasWill) {
-        mosquitto_will_set(client, will.m_topic.c_str(), static_cast<int>(will.m_payload.size()),
-                           will.m_payload.data(), kQoS, will.m_bRetain);
-    }
-    // The network thread must run before the first attempt: started after a refused one, it never
-    // retries. A refused first attempt is then not final; the thread keeps trying with its back-off.
-    const int started = mosquitto_loop_start(client);
-    if (started != MOSQ_ERR_SUCCESS) {
-        ZLOG(LOGLEVEL_ERROR, "Cannot start the MQTT network thread: %s", mosquitto_strerror(started));
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_pClient = nullptr;
-            m_bStarted = false;
-        }
-        mosquitto_destroy(client);
-        return false;
-    }
-    const int rc =
-        mosquitto_connect_async(client, m_address.m_host.c_str(), m_address.m_port, m_keepAliveSecs);
-    if (rc != MOSQ_ERR_SUCCESS) {
-        ZLOG(LOGLEVEL_WARNING, "Broker <%s> not reached yet (%s); retrying in the background",
-             m_address.Shown().c_str(), rc == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(rc));
-    }
-    return true;
-}
-
-bool ZNodeCommMQTT::WaitConnected(std::chrono::milliseconds timeout) const {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    return m_connectedChanged.wait_for(lock, timeout, [this] { return m_bConnected.load(); });
-}
-
-void ZNodeCommMQTT::Disconnect() {
-    Shutdown();
-}
-
-void ZNodeCommMQTT::Shutdown() {
-    std::lock_guard<std::mutex> connecting(m_connectMutex);
-    StopClient();
-}
-
-void ZNodeCommMQTT::StopClient() {
-    mosquitto* client = nullptr;
-    {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        if (!m_bStarted) {
-            return;
-        }
-        // What was published before the goodbye goes out first, within the delivery time-out.
-        m_connectedChanged.wait_for(lock, m_deliveryTimeout, [this] {
-            return !m_bConnected.load() || (m_buffer.empty() && m_inFlight == 0);
-        });
-        if (!m_buffer.empty()) {
-            ZLOG(LOGLEVEL_WARNING, "Disconnecting with %zu message(s) not sent", m_buffer.size());
-        }
-        m_buffer.clear();
-        m_bStarted = false;
-        m_bStopping = true;
-        client = m_pClient;
-        m_pClient = nullptr;
-    }
-    mosquitto_disconnect(client);
-    mosquitto_loop_stop(client, false);
-    mosquitto_destroy(client);
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_bConnected = false;
-    m_bStopping = false;
-    m_inFlight = 0;
-    m_inFlightTopics.clear();
-    m_bDraining = false;
-    m_connectedChanged.notify_all();
 }
 
 bool ZNodeCommMQTT::IsConnected() const {
@@ -286,11 +120,7 @@ ZNodeComm::SubscriptionId ZNodeCommMQTT::Subscribe(const ZCommEndpoint& endpoint
     m_topicOf.emplace(id, topic);
     // While disconnected the subscription waits for the next connection, which subscribes to all.
     if (first && m_bConnected && m_pClient != nullptr) {
-        const int rc = mosquitto_subscribe(m_pClient, nullptr, topic.c_str(), kQoS);
-        if (rc != MOSQ_ERR_SUCCESS) {
-            ZLOG(LOGLEVEL_WARNING, "Subscribing to <%s>: %s; retried on reconnection", topic.c_str(),
-                 mosquitto_strerror(rc));
-        }
+        SubscribeLocked(topic);
     }
     return id;
 }
@@ -436,13 +266,17 @@ void ZNodeCommMQTT::Enqueue(ZPending pending) {
     std::lock_guard<std::mutex> lock(m_mutex);
     if (m_buffer.size() >= m_maxBuffered) {
         ++m_stats.m_dropped;
-        ++m_droppedSinceConnect;
-        if (IsPowerOfTen(m_droppedSinceConnect)) {
+        ++m_droppedSinceWarning;
+        // The first drop at once, then one line per period with the count, however long it lasts.
+        const ZSteadyTimePoint now = ZPlatform::SteadyNow();
+        if (m_lastDropWarning == ZSteadyTimePoint{} || now - m_lastDropWarning >= kDropWarningPeriod) {
             ZLOG(LOGLEVEL_WARNING,
-                 "Buffer full (%zu messages, MaxBufferedMQTTMessages): dropped the oldest, for <%s>; %llu "
-                 "dropped so far",
-                 m_buffer.size(), m_buffer.front().m_topic.c_str(),
-                 static_cast<unsigned long long>(m_droppedSinceConnect));
+                 "Buffer full (%zu messages, MaxBufferedMQTTMessages): dropped %llu, the last for <%s>; %llu "
+                 "dropped since the start",
+                 m_buffer.size(), static_cast<unsigned long long>(m_droppedSinceWarning),
+                 m_buffer.front().m_topic.c_str(), static_cast<unsigned long long>(m_stats.m_dropped));
+            m_droppedSinceWarning = 0;
+            m_lastDropWarning = now;
         }
         m_buffer.pop_front();
     }
@@ -486,80 +320,6 @@ void ZNodeCommMQTT::Drain() {
     }
 }
 
-void ZNodeCommMQTT::OnConnectCallback(mosquitto*, void* self, int rc) {
-    static_cast<ZNodeCommMQTT*>(self)->HandleConnect(rc);
-}
-
-void ZNodeCommMQTT::OnDisconnectCallback(mosquitto*, void* self, int rc) {
-    static_cast<ZNodeCommMQTT*>(self)->HandleDisconnect(rc);
-}
-
-void ZNodeCommMQTT::OnPublishCallback(mosquitto*, void* self, int) {
-    static_cast<ZNodeCommMQTT*>(self)->HandlePublished();
-}
-
-void ZNodeCommMQTT::OnMessageCallback(mosquitto*, void* self, const mosquitto_message* message) {
-    if (message != nullptr) {
-        static_cast<ZNodeCommMQTT*>(self)->HandleMessage(*message);
-    }
-}
-
-void ZNodeCommMQTT::HandleConnect(int rc) {
-    if (rc != 0) {
-        // Bad credentials and a client the broker does not authorise do not get better by asking
-        // again; a broker that is not ready yet may.
-        const bool final = IsFinalRefusal(rc);
-        ZLOG(LOGLEVEL_ERROR, "Broker <%s> refused the connection: %s%s", m_address.Shown().c_str(),
-             ReasonText(rc).c_str(), final ? " Not trying again." : "");
-        if (final) {
-            Refuse(rc);
-        }
-        return;
-    }
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_pClient == nullptr) {
-            return;
-        }
-        // A clean session forgets subscriptions, and messages sent but not acknowledged are sent
-        // again by the library: the window starts empty.
-        for (const auto& topic : m_topics) {
-            mosquitto_subscribe(m_pClient, nullptr, topic.first.c_str(), kQoS);
-        }
-        m_inFlight = 0;
-        ++m_stats.m_connects;
-        // A broker that restarted without persistence has forgotten the retained messages: what
-        // this client keeps retained (a presence, a history) goes out again before what waited.
-        if (m_stats.m_connects > 1 && !m_retained.empty()) {
-            for (auto it = m_retained.rbegin(); it != m_retained.rend(); ++it) {
-                m_buffer.push_front(it->second);
-            }
-            ZLOG(LOGLEVEL_PROGRESS, "Publishing %zu retained message(s) again", m_retained.size());
-        }
-        if (m_droppedSinceConnect > 0) {
-            ZLOG(LOGLEVEL_WARNING, "%llu message(s) dropped while the broker was away",
-                 static_cast<unsigned long long>(m_droppedSinceConnect));
-            m_droppedSinceConnect = 0;
-        }
-        ZLOG(m_stats.m_connects > 1 ? LOGLEVEL_WARNING : LOGLEVEL_PROGRESS,
-             "Connected to <%s> as <%s>; %zu subscription(s), %zu message(s) waiting",
-             m_address.Shown().c_str(), m_clientID.c_str(), m_topics.size(), m_buffer.size());
-        m_bConnected = true;
-        m_connectedChanged.notify_all();
-    }
-    Drain();
-}
-
-void ZNodeCommMQTT::HandleDisconnect(int rc) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_bConnected = false;
-    m_connectedChanged.notify_all();
-    if (!m_bStopping && m_refusal.empty()) {
-        ZLOG(LOGLEVEL_WARNING, "Lost the broker <%s> (%s); reconnecting", m_address.Shown().c_str(),
-             rc == MOSQ_ERR_CONN_LOST ? "connection lost" : mosquitto_strerror(rc));
-    }
-}
-
 void ZNodeCommMQTT::HandlePublished() {
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -570,6 +330,12 @@ void ZNodeCommMQTT::HandlePublished() {
         m_connectedChanged.notify_all();
     }
     Drain();
+}
+
+void ZNodeCommMQTT::OnMessageCallback(mosquitto*, void* self, const mosquitto_message* message) {
+    if (message != nullptr) {
+        static_cast<ZNodeCommMQTT*>(self)->HandleMessage(*message);
+    }
 }
 
 void ZNodeCommMQTT::HandleMessage(const mosquitto_message& received) {

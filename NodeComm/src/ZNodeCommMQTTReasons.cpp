@@ -1,4 +1,5 @@
-// What the broker answers with a reason: refused connections and, over MQTT 5, refused publications.
+// What the broker answers with a reason: refused connections, refused subscriptions and, over MQTT 5,
+// refused publications.
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 
@@ -57,9 +58,50 @@ void ZNodeCommMQTT::HandlePublishedV5(int mid, int reason) {
 }
 
 std::string ZNodeCommMQTT::RefusedWho() const {
-    return "broker <" + m_address.Shown() + "> refused " +
-           (m_address.m_user.empty() ? std::string("a client without credentials")
-                                     : "user <" + m_address.m_user + ">");
+    const ZBrokerAddress& address = m_addresses[m_current];
+    return "broker <" + address.Shown() + "> refused " +
+           (address.m_user.empty() ? std::string("a client without credentials")
+                                   : "user <" + address.m_user + ">");
+}
+
+void ZNodeCommMQTT::SubscribeLocked(const std::string& topic) {
+    int mid = 0;
+    const int rc = mosquitto_subscribe(m_pClient, &mid, topic.c_str(), kQoS);
+    if (rc != MOSQ_ERR_SUCCESS) {
+        ZLOG(LOGLEVEL_WARNING, "Subscribing to <%s>: %s; retried on reconnection", topic.c_str(),
+             mosquitto_strerror(rc));
+        return;
+    }
+    m_subscribing[mid] = topic;
+}
+
+void ZNodeCommMQTT::OnSubscribeCallback(mosquitto*, void* self, int mid, int count, const int* granted) {
+    static_cast<ZNodeCommMQTT*>(self)->HandleSubscribed(mid, count, granted);
+}
+
+void ZNodeCommMQTT::HandleSubscribed(int mid, int count, const int* granted) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto found = m_subscribing.find(mid);
+    if (found == m_subscribing.end()) {
+        return;  // asked on a connection that is gone
+    }
+    const std::string topic = found->second;
+    m_subscribing.erase(found);
+    // One filter per SUBSCRIBE; 0x80 and above refuse it, in both protocol versions.
+    const int code = count > 0 && granted != nullptr ? granted[0] : MQTT_RC_UNSPECIFIED;
+    if (code >= MQTT_RC_UNSPECIFIED) {
+        m_refusedSubscriptions.push_back(topic);
+        ZLOG(LOGLEVEL_ERROR, "%s the subscription to <%s>: %s", RefusedWho().c_str(), topic.c_str(),
+             m_bMQTT5 ? mosquitto_reason_string(code) : "failure (0x80)");
+    }
+    if (m_subscribing.empty() && !m_bConnectedLogged && m_bConnected) {
+        LogConnectedLocked();
+    }
+}
+
+std::vector<std::string> ZNodeCommMQTT::GetRefusedSubscriptions() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_refusedSubscriptions;
 }
 
 std::string ZNodeCommMQTT::ReasonText(int rc) const {

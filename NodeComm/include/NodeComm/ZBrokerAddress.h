@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "ZShared/ZExport.h"
 
@@ -9,6 +10,9 @@
 // passwordfile=PATH, joined by '&'. The password comes from the URL, else from the password file,
 // else, when the URL names a user, from the environment variable ZBROKER_PASSWORD, so that it need
 // not stand in a configuration file or on a command line.
+//
+// "TransportURL" may list several brokers separated by commas (ParseList); a comma in a password is
+// written %2C.
 //
 // A password is a secret: Shown() and every error text leave it out, and Redact does the same for a
 // URL that did not parse.
@@ -21,8 +25,12 @@ public:
     bool Parse(const std::string& url, std::string& error);
     // The URL with its password, if any, written as "***".
     std::string Shown() const { return m_shown; }
-    // The same for any text that may be a URL.
-    static std::string Redact(const std::string& url);
+    // The same for any text that may be a URL or a list of them.
+    static std::string Redact(const std::string& text);
+    // A list of brokers, separated by commas (blanks around them are ignored); every one must
+    // parse, and all must share the scheme and the CA file. False, with the first error.
+    static bool ParseList(const std::string& urls, std::vector<ZBrokerAddress>& addresses,
+                          std::string& error);
 
     std::string m_host;
     int m_port = 1883;
@@ -32,5 +40,7 @@ public:
     std::string m_caFile;
 
 private:
+    static std::string RedactOne(const std::string& url);
+
     std::string m_shown;
 };

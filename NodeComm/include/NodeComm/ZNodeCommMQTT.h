@@ -10,10 +10,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "NodeComm/ZBrokerAddress.h"
 #include "NodeComm/ZNodeComm.h"
+#include "ZShared/ZSteadyClock.h"
 
 class ZCommsParams;
 struct mosquitto;
@@ -24,11 +26,16 @@ struct mqtt5__property;
 // object (its envelope and its "body"), QoS 1. libmosquitto's network thread receives, decodes and
 // delivers; publishing may happen on any thread.
 //
+// "TransportURL" may name several brokers (the nodes of a cluster): a client that loses its broker,
+// or cannot reach it, moves on to the next at once; a whole round of brokers that cannot be reached
+// is tried again after a back-off of 1, 2, 4, then 8 s.
+//
 // While the connection is down (or the in-flight window is full) messages wait in a bounded buffer,
 // oldest dropped first; after a reconnect the transport subscribes again and sends what waited, in
 // order, after publishing again the retained messages it published (a broker restarted without
-// persistence forgets them). Received payloads that are not a message of a known class are dropped with one
-// log line naming the topic and the reason, and records read from them may not touch files.
+// persistence forgets them). Every SUBACK is checked: a refused subscription is one error line. Received
+// payloads that are not a message of a known class are dropped with one log line naming the topic and the
+// reason, and records read from them may not touch files.
 class Z_EXPORT ZNodeCommMQTT : public ZNodeComm {
     Z_FACTORY_CLASS(ZNodeCommMQTT)
 
@@ -42,15 +49,16 @@ public:
         std::uint64_t m_refused = 0;       // not published: too large, bad topic, not serializable
         std::uint64_t m_dropped = 0;       // buffered, then dropped because the buffer was full
         std::uint64_t m_connects = 0;      // successful connections, the first one included
+        std::uint64_t m_failovers = 0;     // connections made to another broker than the one before
     };
 
     ZNodeCommMQTT();
     ~ZNodeCommMQTT() override;
 
     // Takes the parameters ("TransportURL" and the limits) and the client's identity on the broker.
-    // The URL is read by ZBrokerAddress: mqtt:// or mqtts://, user and password, a CA file and a
-    // password file. False, with GetError(), for a URL that cannot be used; call before Connect.
-    // Logs and errors show the URL without its password.
+    // Each URL is read by ZBrokerAddress: mqtt:// or mqtts://, user and password, a CA file and a
+    // password file; several are separated by commas. False, with GetError(), for a URL that cannot
+    // be used; call before Connect. Logs and errors show URLs without their passwords.
     bool Configure(const ZCommsParams& params, const std::string& clientID);
     const std::string& GetError() const { return m_error; }
 
@@ -58,7 +66,8 @@ public:
     // "ConnectRetries" tries of "ConnectTryTimeoutSecs" each, and fails when none succeeds; without,
     // it returns at once and the connection comes up in the background. Calling it again is harmless.
     bool Connect() override;
-    // A clean goodbye: what is buffered is dropped, the last will is not published.
+    // A clean goodbye (an MQTT DISCONNECT): what is buffered is dropped, the last will is not
+    // published.
     void Disconnect() override;
     bool IsConnected() const override;
 
@@ -76,6 +85,10 @@ public:
     std::string GetRefusal() const override;
     void SetOnRefused(std::function<void(const std::string&)> onRefused) override;
     std::size_t BufferedCount() const;
+    // The broker of the current (or last) connection, as logs show it.
+    std::string CurrentBroker() const;
+    // Subscriptions the broker refused since the last connection, by topic.
+    std::vector<std::string> GetRefusedSubscriptions() const;
 
     // Speak MQTT 5 rather than 3.1.1; call before Connect. A 3.1.1 broker drops a publication that
     // its ACL forbids without a word; over MQTT 5 it answers with a reason, which the transport logs
@@ -91,6 +104,8 @@ public:
     static std::shared_ptr<ZMessage> Decode(const void* payload, std::size_t size, std::string& why);
 
 private:
+    static constexpr int kQoS = 1;
+
     struct ZPending {
         std::string m_topic;
         std::string m_payload;
@@ -107,9 +122,23 @@ private:
     static void OnPublishV5Callback(mosquitto* client, void* self, int mid, int reason,
                                     const mqtt5__property* properties);
     static void OnMessageCallback(mosquitto* client, void* self, const mosquitto_message* message);
+    static void OnSubscribeCallback(mosquitto* client, void* self, int mid, int count, const int* granted);
 
     void HandleConnect(int rc);
-    void HandleDisconnect(int rc);
+    void HandleDisconnect();
+    // A SUBACK: refusals are logged; the last one of a connection completes its "Connected" line.
+    void HandleSubscribed(int mid, int count, const int* granted);
+    // Asks for the topic; with m_mutex held.
+    void SubscribeLocked(const std::string& topic);
+    // The connection's line, once every subscription of the connection is answered; m_mutex held.
+    void LogConnectedLocked();
+    // The network thread: connects, moves between brokers, reads and writes until stopped.
+    void RunNetwork(mosquitto* client);
+    // One connection attempt to the broker and its life; the result of the last libmosquitto call.
+    int RunConnection(mosquitto* client, const ZBrokerAddress& address);
+    // Waits on the back-off unless stopping; false when stopping.
+    bool BackOff(std::chrono::milliseconds delay);
+    bool IsStopping() const;
     void HandlePublished();
     // MQTT 5's acknowledgement with its reason: a refusal is logged and reported.
     void HandlePublishedV5(int mid, int reason);
@@ -134,7 +163,9 @@ private:
 
     std::string m_error;
     std::string m_clientID;
-    ZBrokerAddress m_address;
+    std::vector<ZBrokerAddress> m_addresses;
+    std::size_t m_current = 0;  // the broker the network thread uses or tries
+    std::string m_lastBroker;   // the broker of the last connection, for the failover line
     int m_keepAliveSecs = 30;
     std::chrono::milliseconds m_deliveryTimeout{5000};
     float m_connectTryTimeoutSecs = 1.2f;
@@ -146,6 +177,7 @@ private:
 
     std::mutex m_connectMutex;  // Connect and Shutdown, one at a time
     mosquitto* m_pClient = nullptr;
+    std::thread m_network;
     bool m_bStarted = false;  // the network thread runs
     std::atomic<bool> m_bConnected{false};
 
@@ -157,7 +189,12 @@ private:
     bool m_bStopping = false;
     bool m_bHasWill = false;
     ZPending m_will;
-    std::uint64_t m_droppedSinceConnect = 0;
+    std::uint64_t m_droppedSinceWarning = 0;
+    ZSteadyTimePoint m_lastDropWarning{};
+    std::map<int, std::string> m_subscribing;  // unanswered SUBSCRIBEs of this connection, by mid
+    std::vector<std::string> m_refusedSubscriptions;
+    std::size_t m_waitingAtConnect = 0;
+    bool m_bConnectedLogged = false;
     std::string m_refusal;
     std::function<void(const std::string&)> m_onRefused;
     ZStats m_stats;
