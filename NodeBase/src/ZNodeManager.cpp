@@ -358,6 +358,7 @@ bool ZNodeManager::OnIdle() {
         StartHostedPumps();
     }
     const ZSteadyTimePoint now = ZPlatform::SteadyNow();
+    RepeatOnlineStatus(now);
     switch (GetState()) {
         case NMSTATE_REGISTERING:
             if (now < m_deadline) {

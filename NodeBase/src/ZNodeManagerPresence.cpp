@@ -140,6 +140,23 @@ void ZNodeManager::PublishOnlineStatus(bool online) {
     }
 }
 
+void ZNodeManager::RepeatOnlineStatus(ZSteadyTimePoint now) {
+    if (!m_bHostsDiscovery || !m_bOnlinePublished) {
+        return;
+    }
+    const bool first = m_nextOnlineRepeat == ZSteadyTimePoint{};
+    if (!first && now < m_nextOnlineRepeat) {
+        return;
+    }
+    m_nextOnlineRepeat = now + GetSignOfLifePeriod();
+    if (!first) {
+        std::shared_ptr<ZMessage> repeated = OnlineStatus(true);
+        repeated->SetRetained(false);
+        PublishInternal(ZCommEndpoint(m_discoveryUID, EP_STATUS, kOnlineStatus), repeated, nullptr, true,
+                        false);
+    }
+}
+
 void ZNodeManager::SetOnSuperseded(std::function<void()> onSuperseded) {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_onSuperseded = std::move(onSuperseded);
@@ -220,9 +237,17 @@ bool ZNodeManager::OnDiscoveryOnlineStatus(const std::shared_ptr<ZMessage>& stat
     m_bDiscoveryStartSeen = true;
     m_discoveryStartID = online.m_startID;
     // A discovery node hosted here cannot restart without this manager, which registers anyway.
-    if (!restarted || online.m_nodeManagerUID == GetUID() || GetState() == NMSTATE_STOPPED) {
+    if (online.m_nodeManagerUID == GetUID() || GetState() == NMSTATE_STOPPED) {
+        return true;
+    }
+    if (!restarted) {
         ZLOG(LOGLEVEL_DETAIL, "Discovery node <%s> hosted by <%s> is online: start <%lld>",
              m_discoveryUID.c_str(), online.m_nodeManagerUID.c_str(), startID);
+        // Registered before any start was seen (a broker that kept the retained status from this
+        // manager): whether the start it registered with is this one, only the discovery node knows.
+        if (GetState() == NMSTATE_RUNNING) {
+            StartRegistration(true);
+        }
         return true;
     }
     ZLOG(LOGLEVEL_WARNING, "Discovery node <%s> restarted (start <%lld> on <%s>); <%s> registers again",

@@ -156,7 +156,9 @@ TEST_F(ZNodeManagerDiscoveryTest, LastWillOfALostManagerRemovesItAtOnceSayingWhy
     EXPECT_TRUE(m_log->Contains("Node manager <M> to be removed: connection lost", LOGLEVEL_PROGRESS));
 }
 
-TEST_F(ZNodeManagerDiscoveryTest, RestartedDiscoveryGetsEveryManagerBackButAFirstSightingChangesNothing) {
+// A first sighting (a broker that did not hand the retained status over) only makes a running
+// manager ask, with its session, whether it is still registered.
+TEST_F(ZNodeManagerDiscoveryTest, RestartedDiscoveryGetsEveryManagerBackAndAFirstSightingOnlyAsks) {
     auto config = Config("M", {Node("a"), Node("b", "B1")});
     config->m_connections = {Connection("status/B1/scan", "control/ZManagedNode1/show")};
     auto& sut = Start(config);
@@ -167,7 +169,8 @@ TEST_F(ZNodeManagerDiscoveryTest, RestartedDiscoveryGetsEveryManagerBackButAFirs
     PublishOnline(true, 1001);
     PublishOnline(false, 1001);
     Run();
-    EXPECT_TRUE(m_requests.From("M").empty());
+    EXPECT_EQ(m_requests.From("M"), (Strings{"M addnodemanager"}));
+    EXPECT_EQ(sut.GetSessionID(), firstSession);
     EXPECT_EQ(m_log->Count("Discovery node <ZNodeDiscovery1> hosted by <Host> is offline: start <1001>",
                            LOGLEVEL_PROGRESS),
               2u);  // one line per manager
@@ -179,8 +182,9 @@ TEST_F(ZNodeManagerDiscoveryTest, RestartedDiscoveryGetsEveryManagerBackButAFirs
     Run();
 
     // K took the lock first, so M asked again after its back-off.
-    EXPECT_EQ(m_requests.From("M"), (Strings{"M addnodemanager", "M addnodemanager", "M addnode", "M addnode",
-                                             "M topoconnect", "M notifytopochanged", "M locking"}));
+    EXPECT_EQ(m_requests.From("M"),
+              (Strings{"M addnodemanager", "M addnodemanager", "M addnodemanager", "M addnode", "M addnode",
+                       "M topoconnect", "M notifytopochanged", "M locking"}));
     EXPECT_NE(sut.GetSessionID(), firstSession);
     EXPECT_EQ(Manager("K").GetRegistrationCount(), 2u);
     EXPECT_EQ(GraphUIDs(), (Strings{"K", "ZManagedNode2", "M", "ZManagedNode1", "B1"}));
@@ -215,6 +219,11 @@ TEST(ZNodeManagerHostingDiscoveryTest, DiscoveryNodeStartsFirstAsItsMasterAndIsS
     driver.RunUntilQuiet(std::vector<ZNode*>{sut.get(), discovery.get()});
     const auto started = online.Last<ZOnlineStatusMsg>();
     EXPECT_EQ(sut->GetState(), NMSTATE_RUNNING);
+    // Said again, not retained, every sign-of-life period (a third of the dead time).
+    clock.Advance(sut->GetSignOfLifePeriod());
+    driver.RunUntilQuiet(std::vector<ZNode*>{sut.get(), discovery.get()});
+    clock.Advance(sut->GetSignOfLifePeriod());
+    driver.RunUntilQuiet(std::vector<ZNode*>{sut.get(), discovery.get()});
     sut->Stop();
 
     EXPECT_EQ(discovery->GetMasterNodeManagerUID(), ZNodeUID("DiscoveryNM"));
@@ -224,9 +233,11 @@ TEST(ZNodeManagerHostingDiscoveryTest, DiscoveryNodeStartsFirstAsItsMasterAndIsS
     EXPECT_EQ(discovery->GetTopology()->m_nodes[1].m_uid, ZNodeUID("ZManagedNode1"));
     EXPECT_EQ(topoChanged.Count(), 1u);
     EXPECT_TRUE(discovery->IsStopped());
-    ASSERT_EQ(online.Count(), 2u);
+    ASSERT_EQ(online.Count(), 4u);
     EXPECT_EQ(text(started), "online DiscoveryNM retained");
-    EXPECT_EQ(text(online.Messages()[1]), "offline DiscoveryNM retained");
+    EXPECT_EQ(text(online.Messages()[1]), "online DiscoveryNM");
+    EXPECT_EQ(text(online.Messages()[2]), "online DiscoveryNM");
+    EXPECT_EQ(text(online.Messages()[3]), "offline DiscoveryNM retained");
     EXPECT_EQ(text(comm->m_pWill), "offline DiscoveryNM retained");
     EXPECT_EQ(comm->m_willEndpoint, Discovery(EP_STATUS, "online"));
     EXPECT_TRUE(comm->m_bWillBeforeConnect);

@@ -177,6 +177,9 @@ private:
     // The discovery node's presence as this manager publishes it (retained), and wills it.
     std::shared_ptr<ZMessage> OnlineStatus(bool online) const;
     void PublishOnlineStatus(bool online);
+    // The online status again, not retained, every sign-of-life period: a manager whose broker (a
+    // cluster node) does not hand it the retained status still learns which start serves it.
+    void RepeatOnlineStatus(ZSteadyTimePoint now);
     bool SendRequest(const char* name, std::shared_ptr<ZMessage> request);
     bool SubscribeHandler(ZEndpointType type, const ZNodeUID& uid, const char* name,
                           bool (ZNodeManager::*handler)(const std::shared_ptr<ZMessage>&));
@@ -198,6 +201,7 @@ private:
     std::size_t m_pendingNodes = 0;
     ZSteadyTimePoint m_deadline{};
     ZSteadyTimePoint m_nextSignOfLife{};
+    ZSteadyTimePoint m_nextOnlineRepeat{};
     bool m_bDiscoveryStartSeen = false;
     std::int64_t m_discoveryStartID = 0;
     bool m_bVerifying = false;  // asking with the current session whether it is still registered
