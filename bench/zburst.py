@@ -46,12 +46,14 @@ def main():
     try:
         with open(os.path.join(source, "packaging/examples/mosquitto/zframework.conf")) as conf:
             text = conf.read().replace("listener 1883 ", "listener %d " % port)
-        text = text.replace("/etc/mosquitto", scratch) + "".join(line + "\n" for line in args.broker_setting)
+        text = text.replace("/etc/mosquitto", scratch) + "sys_interval 1\n" + "".join(
+            line + "\n" for line in args.broker_setting)
         with open(os.path.join(scratch, "zframework.conf"), "w") as conf:
             conf.write(text)
         shutil.copy(os.path.join(source, "packaging/examples/mosquitto/zframework.acl"), scratch)
         passwords = os.path.join(scratch, "zframework.passwd")
         subprocess.run(["mosquitto_passwd", "-c", "-b", passwords, "Discovery-NM", "change-me"], check=True)
+        subprocess.run(["mosquitto_passwd", "-b", passwords, "viewer", "look-only"], check=True)
         os.chmod(passwords, 0o644)  # readable by the broker's own user: this folder is thrown away
         broker_log = open(os.path.join(scratch, "broker.log"), "w")
         processes.append(subprocess.Popen(["mosquitto", "-c", os.path.join(scratch, "zframework.conf")],
@@ -77,9 +79,18 @@ def main():
         if not wait_until(lambda: "Node manager <Discovery-NM> running" in log_text(), 10):
             sys.exit("zburst: the discovery host did not start:\n" + log_text())
         credentials = ["-p", str(port), "-u", "Discovery-NM", "-P", "change-me", "--nodelay"]
-        print("%8s %8s %10s  %s" % ("burst", "answers", "ms", "host's warnings"))
+
+        def broker_dropped():
+            """mosquitto's own count of messages it dropped, as the operator's viewer account reads it."""
+            got = subprocess.run(["mosquitto_sub", "-p", str(port), "-u", "viewer", "-P", "look-only", "-C", "1",
+                                  "-W", "3", "-t", "$SYS/broker/publish/messages/dropped"],
+                                 capture_output=True, text=True)
+            return int(got.stdout.strip() or -1)
+
+        print("%8s %8s %10s  %15s  %s" % ("burst", "answers", "ms", "host's warnings", "broker dropped"))
         for size in (int(n) for n in args.bursts.split(",")):
             warned = log_text().count("Buffer full")
+            dropped = broker_dropped()
             answers = os.path.join(scratch, "answers")
             counter = subprocess.Popen(["mosquitto_sub", *credentials, "-q", "1", "-t", "response/burst/findnode",
                                         "-C", str(size), "-W", str(int(args.wait))],
@@ -92,7 +103,9 @@ def main():
             elapsed = (time.monotonic() - start) * 1000
             with open(answers) as got:
                 count = sum(1 for _ in got)
-            print("%8d %8d %10.0f  %d" % (size, count, elapsed, log_text().count("Buffer full") - warned))
+            time.sleep(1.5)  # the broker publishes its counters every sys_interval (1 s here)
+            print("%8d %8d %10.0f  %15d  %d" % (size, count, elapsed, log_text().count("Buffer full") - warned,
+                                                broker_dropped() - dropped))
             sys.stdout.flush()
         return 0
     finally:
