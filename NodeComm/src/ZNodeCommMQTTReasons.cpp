@@ -11,6 +11,11 @@ namespace {
 constexpr int kConnackBadCredentials = 4;
 constexpr int kConnackNotAuthorised = 5;
 
+std::string ToHex(int code) {
+    static const char kDigits[] = "0123456789ABCDEF";
+    return {kDigits[(code >> 4) & 0xF], kDigits[code & 0xF]};
+}
+
 }  // namespace
 
 void ZNodeCommMQTT::UseMQTT5() {
@@ -80,22 +85,36 @@ void ZNodeCommMQTT::OnSubscribeCallback(mosquitto*, void* self, int mid, int cou
 }
 
 void ZNodeCommMQTT::HandleSubscribed(int mid, int count, const int* granted) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto found = m_subscribing.find(mid);
-    if (found == m_subscribing.end()) {
-        return;  // asked on a connection that is gone
+    std::function<void(const std::string&)> onRefused;
+    std::string refusal;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        const auto found = m_subscribing.find(mid);
+        if (found == m_subscribing.end()) {
+            return;  // asked on a connection that is gone
+        }
+        const std::string topic = found->second;
+        m_subscribing.erase(found);
+        // One filter per SUBSCRIBE. Any code from 0x80 on refuses it, whatever the protocol version:
+        // ejabberd answers 3.1.1 clients with MQTT 5 codes too.
+        const int code = count > 0 && granted != nullptr ? granted[0] : MQTT_RC_UNSPECIFIED;
+        if (code >= MQTT_RC_UNSPECIFIED) {
+            m_refusedSubscriptions.push_back(topic);
+            const char* reason = mosquitto_reason_string(code);
+            m_publicationRefusal =
+                RefusedWho() + " the subscription to <" + topic + ">: " + reason + " (0x" + ToHex(code) + ")";
+            refusal = m_publicationRefusal;
+            onRefused = m_onPublicationRefused;
+        }
+        if (m_subscribing.empty() && !m_bConnectedLogged && m_bConnected) {
+            LogConnectedLocked();
+        }
     }
-    const std::string topic = found->second;
-    m_subscribing.erase(found);
-    // One filter per SUBSCRIBE; 0x80 and above refuse it, in both protocol versions.
-    const int code = count > 0 && granted != nullptr ? granted[0] : MQTT_RC_UNSPECIFIED;
-    if (code >= MQTT_RC_UNSPECIFIED) {
-        m_refusedSubscriptions.push_back(topic);
-        ZLOG(LOGLEVEL_ERROR, "%s the subscription to <%s>: %s", RefusedWho().c_str(), topic.c_str(),
-             m_bMQTT5 ? mosquitto_reason_string(code) : "failure (0x80)");
-    }
-    if (m_subscribing.empty() && !m_bConnectedLogged && m_bConnected) {
-        LogConnectedLocked();
+    if (!refusal.empty()) {
+        ZLOG(LOGLEVEL_ERROR, "%s", refusal.c_str());
+        if (onRefused) {
+            onRefused(refusal);
+        }
     }
 }
 

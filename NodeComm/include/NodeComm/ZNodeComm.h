@@ -43,12 +43,12 @@ public:
     virtual std::string GetRefusal() const;
     // Called once, on a transport thread, when the far end refuses this client for good.
     virtual void SetOnRefused(std::function<void(const std::string&)> onRefused);
-    // Why the far end refused the last publication it refused (its authorisation), naming the
-    // endpoint; empty while none was. Only transports whose far end says so can tell: the default
-    // never does.
+    // Why the far end refused the last publication or subscription it refused (its authorisation,
+    // its limits), naming the endpoint; empty while none was. Only transports whose far end says so
+    // can tell: the default never does.
     virtual std::string GetPublicationRefusal() const;
-    // Called on a transport thread for each publication the far end refuses, with GetPublicationRefusal's
-    // text.
+    // Called on a transport thread for each publication or subscription the far end refuses, with
+    // GetPublicationRefusal's text.
     virtual void SetOnPublicationRefused(std::function<void(const std::string&)> onRefused);
 
     virtual SubscriptionId Subscribe(const ZCommEndpoint& endpoint, Delivery delivery) = 0;
