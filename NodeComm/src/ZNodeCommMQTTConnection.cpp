@@ -258,10 +258,16 @@ void ZNodeCommMQTT::StopClient() {
     }
     // Queues the DISCONNECT and wakes the network thread, which sends it and ends.
     mosquitto_disconnect(client);
-    if (m_network.joinable()) {
-        m_network.join();
+    if (m_network.get_id() == std::this_thread::get_id()) {
+        // Stopped from a delivery on the network thread itself: it ends when the callback returns,
+        // and the client stays allocated for it.
+        m_network.detach();
+    } else {
+        if (m_network.joinable()) {
+            m_network.join();
+        }
+        mosquitto_destroy(client);
     }
-    mosquitto_destroy(client);
     std::lock_guard<std::mutex> lock(m_mutex);
     m_bConnected = false;
     m_bStopping = false;
