@@ -58,6 +58,9 @@ public:
     std::string LogText(int node) const;
     // The Erlang node name, ejabberd<n>@localhost.
     std::string NodeName(int node) const;
+    // Where the nodes keep their configuration, data and logs (node<n>/), once started.
+    const std::string& Folder() const { return m_folder; }
+    int EpmdPort() const { return m_epmdPort; }
 
 private:
     struct ZNode {
