@@ -1,12 +1,9 @@
 #include "ZTestKit/ZTestBroker.h"
 
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -17,43 +14,13 @@
 #include <fstream>
 #include <sstream>
 
+#include "ZTestKit/ZLoopback.h"
+
 namespace {
 
 constexpr const char* kMosquitto = "/usr/sbin/mosquitto";
 // How long a broker asked to stop may take before it is killed.
 constexpr int kStopGraceMs = 5000;
-
-int FreeLoopbackPort() {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (fd < 0) {
-        return 0;
-    }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof(address);
-    int port = 0;
-    if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0 &&
-        ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-        port = ntohs(address.sin_port);
-    }
-    ::close(fd);
-    return port;
-}
-
-bool Accepts(int port) {
-    const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (fd < 0) {
-        return false;
-    }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    const bool connected = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) == 0;
-    ::close(fd);
-    return connected;
-}
 
 }  // namespace
 
@@ -87,7 +54,7 @@ bool ZTestBroker::WriteConfig(std::string& error) {
         ::chmod(m_directory.c_str(), 0755);
     }
     if (m_port == 0) {
-        m_port = FreeLoopbackPort();
+        m_port = ZFreeLoopbackPort();
     }
     std::ofstream config(m_directory + "/mosquitto.conf");
     config << "listener " << m_port << " 127.0.0.1\n"
@@ -137,7 +104,7 @@ bool ZTestBroker::Start(std::string* error, std::chrono::milliseconds timeout) {
                         m_pid = -1;
                         return true;  // exited: stop waiting
                     }
-                    return Accepts(m_port);
+                    return ZAcceptsOnLoopback(m_port);
                 },
                 timeout);
             if (!up || m_pid < 0) {

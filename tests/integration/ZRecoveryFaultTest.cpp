@@ -59,7 +59,7 @@ TEST_F(ZRecoveryFaultTest, NodeNumberedAfterADiscoveryRestartNeverTakesAUIDInUse
 
     bridge.Kill();
     std::string error;
-    ASSERT_TRUE(bridge.Start(m_broker.URL(), &error)) << error;
+    ASSERT_TRUE(bridge.Start(BrokerURL(), &error)) << error;
     ASSERT_TRUE(WaitForNode("Sensors-NM"));
     ASSERT_TRUE(WaitForNode("ZNode1"));
     Launch(ZHostConfig("Late-NM", "Deck").DeadTime(kDeadTimeSecs).AddNode("ZNode", "Probe"));
@@ -89,7 +89,7 @@ TEST_F(ZRecoveryFaultTest, FrozenProcessReplacedByASecondOneStopsCompetingWhenTh
     ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
     ZNodeManagerProcess second({Z_ZNODEMANAGER, Z_NODE_DISCOVERY_MODULE}, sensors, folder);
     std::string error;
-    ASSERT_TRUE(second.Start(m_broker.URL(), &error)) << error;
+    ASSERT_TRUE(second.Start(BrokerURL(), &error)) << error;
     ASSERT_TRUE(
         ZWaitUntil([&second] { return second.CountInLog("Node manager <Sensor-NM> running") > 0; }, kSettle));
     ASSERT_TRUE(first.Thaw());

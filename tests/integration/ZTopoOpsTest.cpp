@@ -25,7 +25,7 @@ class ZTopoOpsTest : public ZIntegrationFixture {
 protected:
     // ztopo's exit code; its output (stdout and stderr) in `output`.
     int Ztopo(std::vector<std::string> args, std::string& output) {
-        args.insert(args.begin(), {Z_ZTOPO, "--broker", m_broker.URL(), "--timeout", "10"});
+        args.insert(args.begin(), {Z_ZTOPO, "--broker", BrokerURL(), "--timeout", "10"});
         return RunTool(args, output);
     }
 };
@@ -82,7 +82,7 @@ TEST_F(ZTopoOpsTest, WatchTellsTheRemovalReasonAndTheDiscoveryNodesRestart) {
     const std::string log = m_folder.Path() + "/watch.log";
     ZChildProcess watch;
     std::string error;
-    ASSERT_TRUE(watch.Start({Z_ZTOPO, "--broker", m_broker.URL(), "--timeout", "10", "watch", "-o", "ndjson"},
+    ASSERT_TRUE(watch.Start({Z_ZTOPO, "--broker", BrokerURL(), "--timeout", "10", "watch", "-o", "ndjson"},
                             log, &error))
         << error;
     const auto logged = [&log](const std::string& part) {
@@ -94,7 +94,7 @@ TEST_F(ZTopoOpsTest, WatchTellsTheRemovalReasonAndTheDiscoveryNodesRestart) {
     ASSERT_TRUE(logged("\"reason\":\"connection lost\"")) << TextOf(log);
     m_pBridge->Kill();
     ASSERT_TRUE(logged("\"event\":\"offline\"")) << TextOf(log);
-    ASSERT_TRUE(m_pBridge->Start(m_broker.URL(), &error)) << error;
+    ASSERT_TRUE(m_pBridge->Start(BrokerURL(), &error)) << error;
     ASSERT_TRUE(logged("\"event\":\"restarted\"")) << TextOf(log);
     EXPECT_EQ(watch.Stop(kSettle), 0);
 

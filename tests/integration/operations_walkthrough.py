@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Runs the walkthrough of docs/operations.md from its broker step on, and checks what it promises.
 
-Every line of the ```sh blocks from "## 3. The broker" on runs in document order, on a scratch copy
-of the system: /etc/mosquitto, /etc/zframework and the installed examples live in a scratch folder,
-the broker listens on a free loopback port instead of 1883, and the programs are the build's.
+Every line of the ```sh blocks from "## 3. The broker" up to the ejabberd section (whose example
+configuration the ejabberd tests start) runs in document order, on a scratch copy of the system:
+/etc/mosquitto, /etc/zframework and the installed examples live in a scratch folder, the broker
+listens on a free loopback port instead of 1883, and the programs are the build's.
 What needs the machine itself is played by the test: "systemctl restart mosquitto" starts mosquitto
 on the scratch configuration, "systemctl reload mosquitto" sends it SIGHUP, "systemctl enable --now
 znodemanager@NAME" starts znodemanager on /etc/zframework/NAME.json as the unit does. Package
@@ -36,11 +37,17 @@ SKIPPED = 77
 TIMEOUT = 20.0
 PASSWORDS = ("change-me", "change-me-too", "look-only", "steer-me")
 LEFT_OUT = ("apt-get", "journalctl", "ztopo watch")
+EJABBERD_SECTION = "## Running over an ejabberd cluster"
+
+
+def walkthrough(document):
+    """The document up to its ejabberd section, which sets up another broker."""
+    return document[:document.index(EJABBERD_SECTION)] if EJABBERD_SECTION in document else document
 
 
 def sh_blocks(document):
     """The commands of the ```sh blocks from the broker step on, one per line, comments cut."""
-    text = document[document.index("## 3. The broker"):]
+    text = walkthrough(document)[document.index("## 3. The broker"):]
     commands = []
     for block in re.findall(r"```sh\n(.*?)```", text, re.S):
         for line in block.splitlines():
@@ -64,7 +71,7 @@ def transcripts(document):
 
 def looked_for(document):
     """The lines quoted under "What to look for", as patterns: "..." stands for anything."""
-    section = document[document.index("What to look for:"):]
+    section = walkthrough(document)[document.index("What to look for:"):]
     patterns = []
     for item in section.split("\n- ")[1:]:
         for quoted in re.findall(r"`([^`]+)`", item):

@@ -2,7 +2,8 @@
 """Runs the examples of docs/wire-protocol.md against a live system and checks every answer.
 
 The system is the one the document describes: a mosquitto broker (on a free loopback port here,
-1883 in the document), the discovery host of docs/examples/wire-bridge.json and the node manager of
+1883 in the document; with --broker ejabberd a two-node ejabberd cluster of the documented
+configuration, the discovery host on one node and the sensor host and every client on the other), the discovery host of docs/examples/wire-bridge.json and the node manager of
 docs/examples/wire-sensors.json. Every ```sh block of the document that is followed by a ```json
 block is an example: its commands run in document order (with the port rewritten) and what they
 print must be the JSON shown, values that differ from run to run (start IDs, time stamps) aside. A
@@ -10,8 +11,8 @@ print must be the JSON shown, values that differ from run to run (start IDs, tim
 under "<!-- check: will -->" and "<!-- check: offline -->" are checked by killing the sensor host
 and then the discovery host at the end.
 
-Exit code 0 when every example answered as documented, 1 with a report otherwise, 77 when mosquitto
-is not installed.
+Exit code 0 when every example answered as documented, 1 with a report otherwise, 77 when the broker
+or mosquitto's clients are not installed.
 """
 
 import argparse
@@ -25,6 +26,7 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "kit"))
+import zejabberd  # noqa: E402
 from zloopback import Failure, accepts, free_port, wait_until  # noqa: E402
 
 DOCUMENTED_PORT = "1883"
@@ -107,16 +109,24 @@ def normalised(value, varying=frozenset()):
 class System:
     """The broker and the two node managers, each process killed on the way out."""
 
-    def __init__(self, folder, znodemanager, module, examples_folder):
+    # On the cluster: the discovery host's node, and the node of the sensor host and the clients.
+    HOST_NODE, CLIENT_NODE = 0, 1
+
+    def __init__(self, folder, znodemanager, module, examples_folder, ejabberd_config=None):
         self.folder = folder
         self.znodemanager = znodemanager
         self.module = module
         self.examples_folder = examples_folder
         self.port = free_port()
         self.processes = {}
+        self.cluster = zejabberd.EjabberdCluster(ejabberd_config, nodes=2) if ejabberd_config else None
 
-    def url(self):
-        return f"mqtt://127.0.0.1:{self.port}"
+    def url(self, node=CLIENT_NODE):
+        return self.cluster.url(node) if self.cluster else f"mqtt://127.0.0.1:{self.port}"
+
+    def client_options(self):
+        """What mosquitto's clients of the examples need to reach the broker."""
+        return self.cluster.client_options(self.CLIENT_NODE) if self.cluster else ["-p", str(self.port)]
 
     def log_path(self, name):
         return os.path.join(self.folder, name + ".log")
@@ -137,11 +147,18 @@ class System:
             process.send_signal(signal.SIGKILL)
             process.wait()
 
-    def close(self):
+    def close(self, keep=False):
         for name in list(self.processes):
             self.kill(name)
+        if self.cluster:
+            self.cluster.close(keep)
+            if keep:
+                print(f"ejabberd's logs in {self.cluster.folder}", file=sys.stderr)
 
     def start_broker(self):
+        if self.cluster:
+            self.cluster.start()
+            return
         config = os.path.join(self.folder, "mosquitto.conf")
         with open(config, "w", encoding="utf-8") as file:
             file.write(f"listener {self.port} 127.0.0.1\nallow_anonymous true\npersistence false\n")
@@ -149,12 +166,12 @@ class System:
         if not wait_until(lambda: accepts(self.port), SETTLE_TIMEOUT):
             raise Failure("the broker did not start:\n" + self.log("mosquitto"))
 
-    def start_host(self, name, config, *extra):
+    def start_host(self, name, config, node, *extra):
         path = os.path.join(self.examples_folder, config)
-        self.spawn(name, [self.znodemanager, path, "--transport", self.url(), *extra])
+        self.spawn(name, [self.znodemanager, path, "--transport", self.url(node), *extra])
 
     def ask(self, request, topic, response, timeout=1):
-        result = subprocess.run(["mosquitto_rr", "-p", str(self.port), "-W", str(timeout), "-t", topic, "-e",
+        result = subprocess.run(["mosquitto_rr", *self.client_options(), "-W", str(timeout), "-t", topic, "-e",
                                  response, "-m", json.dumps(request)],
                                 capture_output=True, text=True, timeout=timeout + 10)
         return result.stdout if result.returncode == 0 else None
@@ -167,19 +184,19 @@ class System:
 
     def start(self):
         self.start_broker()
-        self.start_host("bridge", "wire-bridge.json", "--module", self.module)
+        self.start_host("bridge", "wire-bridge.json", self.HOST_NODE, "--module", self.module)
         # The sensor host starts once the discovery host is registered, so that the graph lists them
         # in the documented order.
         if not wait_until(lambda: self.knows("Bridge-NM"), SETTLE_TIMEOUT, period=0.2):
             raise Failure("the discovery host did not register:\n" + self.log("bridge"))
-        self.start_host("sensors", "wire-sensors.json")
+        self.start_host("sensors", "wire-sensors.json", self.CLIENT_NODE)
         sensors_registered = lambda: "Node manager <Sensor-NM> running" in self.log("sensors")
         if not wait_until(sensors_registered, SETTLE_TIMEOUT, period=0.1):
             raise Failure("the sensor host did not register:\n" + self.log("sensors"))
 
 
 def run_example(system, command, timeout=EXAMPLE_TIMEOUT):
-    command = re.sub(r"-p " + DOCUMENTED_PORT + r"\b", f"-p {system.port}", command)
+    command = re.sub(r"-p " + DOCUMENTED_PORT + r"\b", " ".join(system.client_options()), command)
     result = subprocess.run(["/bin/sh", "-c", command], capture_output=True, text=True, timeout=timeout)
     if result.returncode != 0:
         raise Failure(f"exit code {result.returncode}\n{result.stdout}{result.stderr}")
@@ -220,7 +237,7 @@ def check_presence(system, blocks):
         if name not in marked:
             raise Failure(f"no block marked <!-- check: {name} -->")
     # The will of the sensor host, as the broker publishes it when the host dies.
-    listener = subprocess.Popen(["stdbuf", "-oL", "mosquitto_sub", "-d", "-p", str(system.port), "-C", "1", "-W", "20", "-t",
+    listener = subprocess.Popen(["stdbuf", "-oL", "mosquitto_sub", "-d", *system.client_options(), "-C", "1", "-W", "20", "-t",
                                  "control/ZNodeDiscovery1/removenodemanager"],
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     try:
@@ -249,7 +266,7 @@ def check_presence(system, blocks):
     # The retained online status once the discovery host is gone.
     system.kill("bridge")
     text, line = marked["offline"]
-    command = f"mosquitto_sub -p {system.port} -t status/ZNodeDiscovery1/online -C 1 -W 10"
+    command = f"mosquitto_sub {' '.join(system.client_options())} -t status/ZNodeDiscovery1/online -C 1 -W 10"
 
     def offline():
         values = json_values(run_example(system, command))
@@ -270,16 +287,23 @@ def main():
     parser.add_argument("--znodemanager", required=True)
     parser.add_argument("--module", required=True, help="libNodeDiscovery.so")
     parser.add_argument("--keep", action="store_true", help="keep the logs")
+    parser.add_argument("--broker", choices=("mosquitto", "ejabberd"), default="mosquitto")
+    parser.add_argument("--ejabberd-config", help="the ejabberd.yml the cluster runs (the documented example)")
     options = parser.parse_args()
-    for program in ("/usr/sbin/mosquitto", shutil.which("mosquitto_rr"), shutil.which("mosquitto_sub")):
+    broker = "/usr/sbin/mosquitto" if options.broker == "mosquitto" else zejabberd.EJABBERDCTL
+    for program in (broker, shutil.which("mosquitto_rr"), shutil.which("mosquitto_sub")):
         if not program or not os.access(program, os.X_OK):
-            print("mosquitto or its clients are not installed: skipped")
+            print(f"{options.broker} or mosquitto's clients are not installed: skipped")
             return SKIPPED
+    if options.broker == "ejabberd" and (not options.ejabberd_config or not zejabberd.available()):
+        print("ejabberd cannot run here (no configuration, or neither root nor its user): skipped")
+        return SKIPPED
     with open(options.document, encoding="utf-8") as file:
         blocks = blocks_of(file.read())
     folder = tempfile.mkdtemp(prefix="zwire-")
     examples_folder = os.path.join(os.path.dirname(os.path.abspath(options.document)), "examples")
-    system = System(folder, options.znodemanager, options.module, examples_folder)
+    system = System(folder, options.znodemanager, options.module, examples_folder,
+                    options.ejabberd_config if options.broker == "ejabberd" else None)
     failed = False
     try:
         examples = examples_of(blocks)
@@ -293,7 +317,7 @@ def main():
         failed = True
         print(f"FAILED {error}", file=sys.stderr)
     finally:
-        system.close()
+        system.close(keep=failed or options.keep)
         if failed or options.keep:
             print(f"logs in {folder}", file=sys.stderr)
         else:
