@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "NodeComm/ZNodeCommMQTT.h"
-#include "ZShared/ZPlatform.h"
 
+// The network thread times real sockets by the real clock, not by the clock seam that tests drive.
 namespace {
 
 constexpr const char* kSystemCAPath = "/etc/ssl/certs";
@@ -16,6 +16,8 @@ constexpr int kLoopTimeoutMs = 250;
 // The back-off between rounds of brokers that cannot be reached, as libmosquitto's own was.
 constexpr std::chrono::seconds kFirstBackOff{1};
 constexpr std::chrono::seconds kLastBackOff{8};
+// A connection that lasted this long was a working one: losing it starts the back-off afresh.
+constexpr std::chrono::seconds kSteadyConnection{2};
 // How long the DISCONNECT of a clean stop may take to go out.
 constexpr std::chrono::seconds kGoodbyeTimeout{1};
 
@@ -146,6 +148,7 @@ void ZNodeCommMQTT::RunNetwork(mosquitto* client) {
             address = m_addresses[m_current];
             connectsBefore = m_stats.m_connects;
         }
+        const auto began = std::chrono::steady_clock::now();
         const int rc = RunConnection(client, address);
         if (IsStopping()) {
             break;
@@ -160,16 +163,21 @@ void ZNodeCommMQTT::RunNetwork(mosquitto* client) {
         }
         const bool moves = m_addresses.size() > 1;
         const std::string why = ErrorText(rc);
+        // A broker that takes connections only to drop them again (a cluster node while another
+        // rejoins) is no better than one that refuses them: it does not reset the back-off.
+        const bool steady = wasConnected && std::chrono::steady_clock::now() - began >= kSteadyConnection;
         if (wasConnected) {
-            failedInRound = 0;
-            backOff = kFirstBackOff;
             ZLOG(LOGLEVEL_WARNING, "Lost the broker <%s> (%s); %s <%s>", address.Shown().c_str(), why.c_str(),
                  moves ? "moving on to" : "reconnecting to", next.c_str());
+        }
+        if (steady) {
+            failedInRound = 0;
+            backOff = kFirstBackOff;
             if (moves) {
                 continue;  // another broker of the list at once
             }
         } else {
-            if (firstAttempt || moves) {
+            if (!wasConnected && (firstAttempt || moves)) {
                 const std::string then = moves ? "trying <" + next + ">" : "retrying in the background";
                 ZLOG(firstAttempt ? LOGLEVEL_WARNING : LOGLEVEL_DETAIL, "Broker <%s> not reached (%s); %s",
                      address.Shown().c_str(), why.c_str(), then.c_str());
@@ -187,8 +195,8 @@ void ZNodeCommMQTT::RunNetwork(mosquitto* client) {
         backOff = std::min<std::chrono::milliseconds>(backOff * 2, kLastBackOff);
     }
     // A clean stop: the DISCONNECT goes out before the socket closes, so no will is published.
-    const ZSteadyTimePoint deadline = ZPlatform::SteadyNow() + kGoodbyeTimeout;
-    while (mosquitto_socket(client) >= 0 && ZPlatform::SteadyNow() < deadline) {
+    const auto deadline = std::chrono::steady_clock::now() + kGoodbyeTimeout;
+    while (mosquitto_socket(client) >= 0 && std::chrono::steady_clock::now() < deadline) {
         if (mosquitto_loop(client, kLoopTimeoutMs, 1) != MOSQ_ERR_SUCCESS) {
             break;
         }
@@ -209,13 +217,13 @@ int ZNodeCommMQTT::RunConnection(mosquitto* client, const ZBrokerAddress& addres
     // A broker that takes the TCP connection but never answers it counts as not reached.
     const auto tryTimeout = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::duration<double>(m_connectTryTimeoutSecs));
-    const ZSteadyTimePoint giveUp = ZPlatform::SteadyNow() + tryTimeout;
+    const auto giveUp = std::chrono::steady_clock::now() + tryTimeout;
     for (;;) {
         rc = mosquitto_loop(client, kLoopTimeoutMs, 1);
         if (rc != MOSQ_ERR_SUCCESS || IsStopping()) {
             return rc;
         }
-        if (!m_bConnected && ZPlatform::SteadyNow() >= giveUp) {
+        if (!m_bConnected && std::chrono::steady_clock::now() >= giveUp) {
             return MOSQ_ERR_TIMEOUT;
         }
     }
