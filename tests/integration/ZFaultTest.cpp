@@ -40,6 +40,23 @@ TEST_F(ZFaultTest, KilledNodeManagerLeavesThroughItsLastWill) {
     EXPECT_NE(history.find("Radar-NM  connection lost"), std::string::npos) << history;
 }
 
+// A clean stop says goodbye twice: a removal request, and an MQTT DISCONNECT that keeps the broker
+// from publishing the will as well.
+TEST_F(ZFaultTest, StoppedNodeManagerLeavesByRequestAndItsWillStaysUnpublished) {
+    StartSystem();
+    ZNodeManagerProcess& sut = *m_pRadar;
+
+    EXPECT_EQ(sut.Stop(kSettle), 0);
+
+    ASSERT_TRUE(WaitUntilGone(sut, kSettle));
+    EXPECT_TRUE(ZWaitUntil([this] { return !m_pObserver->RemovalReason("Radar-NM").empty(); }, kSettle));
+    EXPECT_EQ(m_pObserver->RemovalReason("Radar-NM"), "request");
+    EXPECT_FALSE(
+        ZWaitUntil([this] { return m_pBridge->CountInLog("<Radar-NM> to be removed: connection lost") > 0; },
+                   std::chrono::seconds(2)))
+        << "the broker published the will of a node manager that stopped cleanly";
+}
+
 TEST_F(ZFaultTest, FrozenNodeManagerIsRemovedAfterTheDeadTime) {
     StartSystem();
     ZNodeManagerProcess& sut = *m_pDisplay;
