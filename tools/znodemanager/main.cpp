@@ -28,7 +28,8 @@ int main(int argc, char** argv) {
            "On exit, write the hosted discovery node's graph as JSON to FILE (before the manager leaves it)")
         ->type_name("FILE");
     app.add_option("--transport", options.m_transportURL,
-                   "Transport URL over the configuration's \"TransportURL\" (mqtt://host:port, mqtts://...)")
+                   "Transport URL over the configuration's \"TransportURL\" (mqtt://host:port, mqtts://...; "
+                   "several brokers separated by commas)")
         ->type_name("URL");
     try {
         app.parse(argc, argv);

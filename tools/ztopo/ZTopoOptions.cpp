@@ -63,7 +63,7 @@ void ZTopoOptions::AddTo(CLI::App& app) {
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", std::string("ztopo ") + ZNodeManager::kFrameworkVersion);
-    app.add_option("--broker", m_broker, "Broker URL")
+    app.add_option("--broker", m_broker, "Broker URL; several brokers of a cluster separated by commas")
         ->envname("ZTOPO_BROKER")
         ->type_name("URL")
         ->capture_default_str()
