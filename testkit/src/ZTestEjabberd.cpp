@@ -205,10 +205,28 @@ bool ZTestEjabberd::WaitUntilAccepting(int node, std::chrono::milliseconds timeo
     return up;
 }
 
+// Without a port mapper of its own, a node would start one outside its process group.
+bool ZTestEjabberd::StartEpmd(std::string& error) {
+    if (m_epmd.IsRunning()) {
+        return true;
+    }
+    ZGroupProcess::ZOptions epmd;
+    epmd.m_args = {kEpmd, "-port", std::to_string(m_epmdPort), "-address", "127.0.0.1"};
+    epmd.m_logPath = m_folder + "/epmd.log";
+    epmd.m_user = kRunAs;
+    if (!m_epmd.Start(epmd, &error) ||
+        !ZWaitUntil([this] { return ZAcceptsOnLoopback(m_epmdPort); }, std::chrono::seconds(10))) {
+        error = "epmd did not start on port " + std::to_string(m_epmdPort) + ": " + error +
+                ReadFile(epmd.m_logPath);
+        return false;
+    }
+    return true;
+}
+
 bool ZTestEjabberd::StartNode(int node, std::string* error, std::chrono::milliseconds timeout) {
     std::string problem;
     ZNode& sut = *m_nodes.at(static_cast<std::size_t>(node));
-    if (!Prepare(problem) ||
+    if (!Prepare(problem) || !StartEpmd(problem) ||
         !sut.m_process.Start(CtlOptions(node, {"foreground"}, sut.m_folder + "/console.log"), &problem)) {
         problem = NodeName(node) + ": " + problem;
     } else {
@@ -235,14 +253,8 @@ bool ZTestEjabberd::Start(std::string* error, std::chrono::milliseconds timeout)
     if (!Prepare(problem)) {
         return fail(problem);
     }
-    ZGroupProcess::ZOptions epmd;
-    epmd.m_args = {kEpmd, "-port", std::to_string(m_epmdPort), "-address", "127.0.0.1"};
-    epmd.m_logPath = m_folder + "/epmd.log";
-    epmd.m_user = kRunAs;
-    if (!m_epmd.Start(epmd, &problem) ||
-        !ZWaitUntil([this] { return ZAcceptsOnLoopback(m_epmdPort); }, std::chrono::seconds(10))) {
-        return fail("epmd did not start on port " + std::to_string(m_epmdPort) + ": " + problem +
-                    ReadFile(epmd.m_logPath));
+    if (!StartEpmd(problem)) {
+        return fail(problem);
     }
     // The nodes boot together; the first one registers the accounts while the others boot.
     for (int i = 0; i < Nodes(); ++i) {

@@ -124,7 +124,7 @@ class ZTestEjabberdTest : public ::testing::Test {
 protected:
     void SetUp() override {
         if (!ZTestEjabberd::Available()) {
-            GTEST_SKIP() << "ejabberd is not installed";
+            GTEST_SKIP() << "ejabberd is not installed, or this user may not run it";
         }
     }
 

@@ -51,7 +51,7 @@ void ZIntegrationFixture::SetUp() {
         ASSERT_TRUE(m_broker.Start(&error)) << error;
     } else {
         if (!ZTestEjabberd::Available()) {
-            GTEST_SKIP() << "ejabberd is not installed";
+            GTEST_SKIP() << "ejabberd is not installed, or this user may not run it";
         }
         auto& cluster = SharedCluster();
         if (!cluster) {

@@ -30,8 +30,9 @@ public:
     // Whether ejabberd is installed and this process may run it (as root, or as its user).
     static bool Available();
 
-    // Starts epmd and every node, joins the cluster, registers the users; false, with the reason,
-    // when a step fails or does not finish within the timeout (the whole start, per step).
+    // Starts epmd and every node, registers the users, joins the cluster; once per object (later, a
+    // node comes back with StartNode). False, with the reason, when a step fails or does not finish
+    // within the timeout.
     bool Start(std::string* error = nullptr, std::chrono::milliseconds timeout = std::chrono::seconds(60));
     // Kills every node and epmd.
     void Stop();
@@ -70,6 +71,7 @@ private:
     };
 
     bool Prepare(std::string& error);
+    bool StartEpmd(std::string& error);
     bool WriteNodeFiles(int node, std::string& error);
     ZGroupProcess::ZOptions CtlOptions(int node, const std::vector<std::string>& command,
                                        const std::string& logPath) const;
