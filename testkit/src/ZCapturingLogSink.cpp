@@ -41,4 +41,6 @@ ZScopedLogCapture::ZScopedLogCapture() : m_pSink(std::make_shared<ZCapturingLogS
     ZLog::GetLogger()->SetSink(m_pSink);
 }
 
-ZScopedLogCapture::~ZScopedLogCapture() { ZLog::GetLogger()->SetSink(nullptr); }
+ZScopedLogCapture::~ZScopedLogCapture() {
+    ZLog::GetLogger()->SetSink(nullptr);
+}

@@ -1,5 +1,7 @@
 #include "ZTestKit/ZGroupProcess.h"
 
+#include "ZTestKit/ZProcessWait.h"
+
 #include <fcntl.h>
 #include <grp.h>
 #include <poll.h>
@@ -229,20 +231,9 @@ int ZGroupProcess::WaitExit(std::chrono::milliseconds timeout) {
     if (!IsRunning()) {
         return m_exitCode;
     }
-    const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, m_guard, 0));
-    if (descriptor < 0) {
+    if (!ZWaitForExitEvent(m_guard, timeout)) {
         return -1;
     }
-    pollfd exited{descriptor, POLLIN, 0};
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || ::poll(&exited, 1, static_cast<int>(left.count())) != -1 || errno != EINTR) {
-            break;
-        }
-    }
-    ::close(descriptor);
     return IsRunning() ? -1 : m_exitCode;
 }
 

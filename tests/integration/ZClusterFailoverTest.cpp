@@ -56,23 +56,13 @@ protected:
         return *m_processes.back();
     }
 
-    std::vector<std::string> SystemUIDs() const {
-        std::vector<std::string> uids;
-        for (const auto& process : m_processes) {
-            uids.push_back(process->UID());
-            const auto nodes = process->Config().NodeUIDs();
-            uids.insert(uids.end(), nodes.begin(), nodes.end());
-        }
-        return uids;
-    }
-
     // Every manager and node in the graph, both connections, and every manager known to "findnode".
     bool Whole() {
         const auto topology = m_pObserver->Topology(200ms);
         if (!topology || topology->m_edges.size() != 2) {
             return false;
         }
-        const auto uids = SystemUIDs();
+        const auto uids = ZNodeManagerProcess::UIDsOf(m_processes);
         return std::all_of(
                    uids.begin(), uids.end(),
                    [&](const std::string& uid) { return ZTopologyObserver::HasNode(*topology, uid); }) &&

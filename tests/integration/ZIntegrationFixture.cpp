@@ -189,13 +189,7 @@ void ZIntegrationFixture::WaitForSystem() {
 }
 
 std::vector<std::string> ZIntegrationFixture::SystemUIDs() const {
-    std::vector<std::string> uids;
-    for (const auto& process : m_processes) {
-        uids.push_back(process->UID());
-        const auto nodes = process->Config().NodeUIDs();
-        uids.insert(uids.end(), nodes.begin(), nodes.end());
-    }
-    return uids;
+    return ZNodeManagerProcess::UIDsOf(m_processes);
 }
 
 bool ZIntegrationFixture::WaitUntilGone(const ZNodeManagerProcess& gone, std::chrono::milliseconds timeout) {

@@ -1,5 +1,7 @@
 #include "ZChildProcess.h"
 
+#include "ZTestKit/ZProcessWait.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -91,22 +93,9 @@ int ZChildProcess::WaitExit(std::chrono::milliseconds timeout) {
     if (!IsRunning()) {
         return m_exitCode;
     }
-    // A process descriptor becomes readable when the child exits: a wait on the event itself.
-    // Through syscall(): glibc 2.36's <sys/pidfd.h> declares pidfd_open without C linkage.
-    const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, m_pid, 0));
-    if (descriptor < 0) {
+    if (!ZWaitForExitEvent(m_pid, timeout)) {
         return -1;
     }
-    pollfd exited{descriptor, POLLIN, 0};
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || ::poll(&exited, 1, static_cast<int>(left.count())) != -1 || errno != EINTR) {
-            break;
-        }
-    }
-    ::close(descriptor);
     return IsRunning() ? -1 : m_exitCode;
 }
 

@@ -58,3 +58,14 @@ std::size_t ZNodeManagerProcess::CountInLog(const std::string& fragment) const {
     }
     return count;
 }
+
+std::vector<std::string> ZNodeManagerProcess::UIDsOf(
+    const std::vector<std::unique_ptr<ZNodeManagerProcess>>& processes) {
+    std::vector<std::string> uids;
+    for (const auto& process : processes) {
+        uids.push_back(process->UID());
+        const auto nodes = process->Config().NodeUIDs();
+        uids.insert(uids.end(), nodes.begin(), nodes.end());
+    }
+    return uids;
+}

@@ -2,7 +2,9 @@
 
 #include <chrono>
 #include <cstddef>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "ZChildProcess.h"
 #include "ZHostConfig.h"
@@ -36,6 +38,9 @@ public:
     pid_t Pid() const { return m_process.Pid(); }
 
     const ZHostConfig& Config() const { return m_config; }
+    // Every UID the processes register: each node manager and its nodes.
+    static std::vector<std::string> UIDsOf(
+        const std::vector<std::unique_ptr<ZNodeManagerProcess>>& processes);
     const std::string& UID() const { return m_config.UID(); }
     const std::string& LogPath() const { return m_logPath; }
     std::string LogText() const;
