@@ -30,6 +30,7 @@
 #include "ZShared/CID.h"
 #include "ZShared/ZFactory.h"
 #include "ZShared/ZPlatform.h"
+#include "ZTopologyIndex.h"
 
 using ZShared::make_shared_direct;
 using ZShared::CID::IsKindOf;
@@ -68,6 +69,7 @@ std::string ClockText(std::int64_t remoteTimeUs) {
 ZNodeDiscovery::ZNodeDiscovery(const std::string& name)
     : ZNode(name),
       m_pInstances(std::make_unique<ZManagerInstances>()),
+      m_pIndex(std::make_unique<ZTopologyIndex>(m_pTopology)),
       m_pDirectory(std::make_unique<ZManagerDirectory>()) {
     SetUID(ZNodeUID(kDiscoveryUID));
 }
@@ -276,8 +278,9 @@ bool ZNodeDiscovery::OnAddNodeManager(const std::shared_ptr<ZMessage>& request) 
                                     uid);
         ZLOG(LOGLEVEL_PROGRESS, "Registering new node manager: UID = <%s>, SessionID = <%i>, Group = <%s>...",
              uid.c_str(), static_cast<int>(session), registration.m_group.c_str());
-        if (m_pTopology->GetNode(uid) == nullptr) {
+        if (m_pIndex->Find(uid) == nullptr) {
             m_pTopology->m_nodes.push_back(managerRecord);
+            m_pIndex->Appended();
         }
         registry->NewNodeManager(uid, session, registration.m_versionInfo, false);
         registry->UpdateLastNodeManagerContact(uid);
@@ -303,6 +306,7 @@ bool ZNodeDiscovery::OnAddNodeManager(const std::shared_ptr<ZMessage>& request) 
 void ZNodeDiscovery::RemoveNodeManagerNodes(ZNodeUID nodeManagerUID) {
     ZVector<ZNodeUID> removed;
     m_pTopology->RemoveNodes(nodeManagerUID, removed);
+    m_pIndex->Invalidate();
     m_pTopology->RemoveEdges(nodeManagerUID);
     auto disconnected =
         make_shared_direct<ZNodesDisconnectedMsg>("ZNodesDisconnectedMsg", ZLOG_FILE, __LINE__);
@@ -494,6 +498,7 @@ bool ZNodeDiscovery::OnAddNode(const std::shared_ptr<ZMessage>& request) {
         registry->UpdateLastNodeManagerContact(node.m_nodeManagerUID);
         m_pTopology->m_nodes.emplace_back(uid, node.m_name, node.m_aliases, node.m_className, node.m_group,
                                           node.m_nodeManagerUID);
+        m_pIndex->Appended();
         const auto session = registry->GetSessionID(node.m_nodeManagerUID);
         registry->RegisterNewNodeAndManager(node.m_nodeManagerUID, session, uid, false);
         node.m_uid = uid;
@@ -546,14 +551,14 @@ bool ZNodeDiscovery::OnTopoConnect(const std::shared_ptr<ZMessage>& request) {
     };
     const ZString from = edge.m_from.AsString();
     const ZString to = edge.m_to.AsString();
-    if (m_pTopology->GetNode(edge.m_from.m_uid) == nullptr) {
+    if (m_pIndex->Find(edge.m_from.m_uid) == nullptr) {
         answer("Could not find source node for connection", false);
         ZLOG(LOGLEVEL_ERROR, "Could not find source node for connection %s to %s - Source UID = <%s>.",
              from.c_str(), to.c_str(), edge.m_from.m_uid.c_str());
         PublishResponse(request, response, true, false);
         return false;
     }
-    if (m_pTopology->GetNode(edge.m_to.m_uid) == nullptr) {
+    if (m_pIndex->Find(edge.m_to.m_uid) == nullptr) {
         answer("Could not find target node for connection", false);
         ZLOG(LOGLEVEL_ERROR, "Could not find target node for connection %s to %s - Target UID = <%s>.",
              from.c_str(), to.c_str(), edge.m_to.m_uid.c_str());
@@ -601,6 +606,7 @@ bool ZNodeDiscovery::OnTopoDisconnect(const std::shared_ptr<ZMessage>& request) 
         });
         if (found != nodes.end()) {
             nodes.erase(found);
+            m_pIndex->Invalidate();
             ZLOG(LOGLEVEL_PROGRESS, "Deleted node uid %s", wanted.m_uid.c_str());
             RemoveLastID(ToStdString(wanted.m_className));
         } else {
@@ -629,14 +635,9 @@ bool ZNodeDiscovery::OnFindNode(const std::shared_ptr<ZMessage>& request) {
     bool found = false;
     ZLOG(LOGLEVEL_PROGRESS, "Searching for Node UID = <%s>, Node Manager UID = <%s>", wanted.c_str(),
          request->GetSource().m_uid.c_str());
+    // The node manager's own record: its UID as node and as node manager.
     if (!wanted.empty()) {
-        const ZNodeUID wantedUID(wanted);
-        for (const auto& node : m_pTopology->m_nodes) {
-            if (node.m_uid.AsString() == wanted && node.m_nodeManagerUID == wantedUID) {
-                found = true;
-                break;
-            }
-        }
+        found = m_pIndex->HasManagerRecord(wanted);
     }
     if (response) {
         response->m_text = wanted;
@@ -669,23 +670,17 @@ bool ZNodeDiscovery::OnFindUid(const std::shared_ptr<ZMessage>& request) {
     };
     ZLOG(LOGLEVEL_PROGRESS, "Searching for Node Class = <%s>", className.c_str());
     if (!className.empty()) {
-        for (const auto& node : m_pTopology->m_nodes) {
-            if (node.m_className != className) {
-                continue;
-            }
-            if (find.m_groupName.empty() || find.m_groupName == node.m_group) {
-                nodeUID = node.m_uid.AsString();
-                groupName = node.m_group;
+        // The first of the class in the group asked for, else the first of the class.
+        if (const ZTopologyNode* node = m_pIndex->FindByClass(className, find.m_groupName)) {
+            nodeUID = node->m_uid.AsString();
+            groupName = node->m_group;
+            if (find.m_groupName.empty() || find.m_groupName == node->m_group) {
                 ZLOG(LOGLEVEL_PROGRESS,
                      "Publishing exact match response - Node UID = <%s>; Group Name = <%s>", nodeUID.c_str(),
                      groupName.c_str());
                 answer();
                 PublishResponse(request, response, true, false);
                 return true;
-            }
-            if (nodeUID.empty()) {
-                nodeUID = node.m_uid.AsString();
-                groupName = node.m_group;
             }
         }
     }

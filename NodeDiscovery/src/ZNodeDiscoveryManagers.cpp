@@ -8,6 +8,7 @@
 #include "NodeBase/ZDiscoveryNodeManagersMsg.h"
 #include "NodeComm/ZCommManager.h"
 #include "NodeDiscovery/ZNodeDiscovery.h"
+#include "ZTopologyIndex.h"
 #include "ZManagerDirectory.h"
 #include "ZShared/CID.h"
 #include "ZShared/ZFactory.h"
@@ -84,7 +85,7 @@ bool ZNodeDiscovery::OnGetNodeManagers(const std::shared_ptr<ZMessage>& request)
                 record.m_startID = entry->m_startID;
                 record.m_registeredTimeUs = entry->m_registeredTimeUs;
                 record.m_ageMs = MillisecondsSince(entry->m_registeredAt, now);
-            } else if (const ZTopologyNode* node = m_pTopology->GetNode(uid)) {
+            } else if (const ZTopologyNode* node = m_pIndex->Find(uid)) {
                 record.m_group = node->m_group;
             }
         }

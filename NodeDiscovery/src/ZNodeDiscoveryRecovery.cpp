@@ -9,6 +9,7 @@
 #include "NodeBase/ZNumberingMsg.h"
 #include "NodeDiscovery/ZNodeDiscovery.h"
 #include "ZManagerInstances.h"
+#include "ZTopologyIndex.h"
 #include "ZShared/CID.h"
 #include "ZShared/ZFactory.h"
 
@@ -61,7 +62,7 @@ ZNodeUID ZNodeDiscovery::NumberNode(const std::string& className) {
     m_bNumberingChanged = true;
     for (;;) {
         ZNodeUID uid(className, GetNextID(className));
-        if (!m_bNumberedBefore || m_pTopology->GetNode(uid) == nullptr) {
+        if (!m_bNumberedBefore || m_pIndex->Find(uid) == nullptr) {
             return uid;
         }
         ZLOG(LOGLEVEL_WARNING, "Number <%s> of an earlier start is still in use; passed over", uid.c_str());

@@ -90,6 +90,27 @@ TEST_F(ZNodeDiscoveryLookupTest, FindUidPrefersAnExactGroupAnywhereThenTheFirstO
               (Lines{"2 Entered OnFindUID...", "4 Error processing ZDiscoveryFindUID message!"}));
 }
 
+// Lookups answer from what the graph holds now: removals and later registrations change the answers
+// as a walk of the graph in order would.
+TEST_F(ZNodeDiscoveryLookupTest, LookupsFollowRemovalsAndLaterRegistrations) {
+    m_sut->RemoveNodeManagerNodes(ZNodeUID("K"));
+    EXPECT_EQ(FindNode("K"), "false K");
+    EXPECT_EQ(FindUid("ZRadar", "G"), "true RH H");
+
+    RegisterManager("N");
+    AddNode("N", "radar-n", "ZRadar", "G", "RN");
+    EXPECT_EQ(FindNode("N"), "true N");
+    EXPECT_EQ(FindUid("ZRadar", "G"), "true RN G");
+    EXPECT_EQ(FindUid("ZRadar", ""), "true RH H");
+
+    m_sut->RemoveNodeManagerNodes(ZNodeUID("M"));
+    EXPECT_EQ(FindUid("ZRadar", "H"), "true RN G");
+    // A graph edited behind the discovery node's back (as a test or a tool might) is read as it is.
+    Graph().m_nodes.clear();
+    EXPECT_EQ(FindUid("ZRadar", ""), "false  ");
+    EXPECT_EQ(FindNode("N"), "false N");
+}
+
 TEST_F(ZNodeDiscoveryLookupTest, GetTopoAnswersACopyOfTheWholeGraph) {
     auto plugin = ZMakeShared<ZDiscoveryPluginMsg>();
     plugin->m_pluginName = "libRadar.so";

@@ -16,6 +16,7 @@ class ZDiscoveryManagerMsg;
 class ZDiscoveryRequestMsg;
 class ZManagerDirectory;
 class ZManagerInstances;
+class ZTopologyIndex;
 
 // The single authority on the topology: it registers node managers, their nodes and plug-ins,
 // records connections, answers lookups, grants the system lock and removes node managers that ask
@@ -125,6 +126,7 @@ private:
 
     ZVector<ZRemovalRecord> m_removals;  // oldest first
     std::unique_ptr<ZManagerInstances> m_pInstances;
+    std::unique_ptr<ZTopologyIndex> m_pIndex;  // what lookups search m_pTopology for
     std::unique_ptr<ZManagerDirectory> m_pDirectory;
     bool m_bNumberedBefore = false;    // numbers of an earlier start are in use
     bool m_bNumberingChanged = false;  // not yet published
