@@ -148,6 +148,31 @@ void BM_FindUid(benchmark::State& state) {
 }
 BENCHMARK(BM_FindUid)->Arg(100)->Arg(1000)->Arg(10000)->Arg(100000);
 
+// The baseline beside BM_FindUid: the walk of the graph that answered "finduid" before the index,
+// without the request around it.
+void BM_FindUidWalkBaseline(benchmark::State& state) {
+    ZDiscoveryBench bench(static_cast<int>(state.range(0)));
+    const ZString className = "ZRadar";
+    const ZString group = "elsewhere";
+    for (auto _ : state) {
+        const ZTopologyNode* best = nullptr;
+        for (const auto& node : bench.m_sut->m_pTopology->m_nodes) {
+            if (node.m_className != className) {
+                continue;
+            }
+            if (node.m_group == group) {
+                best = &node;
+                break;
+            }
+            if (best == nullptr) {
+                best = &node;
+            }
+        }
+        benchmark::DoNotOptimize(best);
+    }
+}
+BENCHMARK(BM_FindUidWalkBaseline)->Arg(100)->Arg(1000)->Arg(10000)->Arg(100000);
+
 void BM_FindNode(benchmark::State& state) {
     ZDiscoveryBench bench(static_cast<int>(state.range(0)));
     for (auto _ : state) {
