@@ -23,8 +23,8 @@ struct mosquitto_message;
 struct mqtt5__property;
 
 // The broker transport: every endpoint is the MQTT topic of its text form, every message one JSON
-// object (its envelope and its "body"), QoS 1. libmosquitto's network thread receives, decodes and
-// delivers; publishing may happen on any thread.
+// object (its envelope and its "body"), QoS 1. The transport's network thread, which runs
+// libmosquitto's loop, connects, receives, decodes and delivers; publishing may happen on any thread.
 //
 // "TransportURL" may name several brokers (the nodes of a cluster): a client that loses its broker,
 // or cannot reach it, moves on to the next at once; a whole round of brokers that cannot be reached
