@@ -36,21 +36,26 @@ bool ReadFirstLine(const std::string& path, std::string& line) {
     return true;
 }
 
+// The parts of a list separated by commas, as written (an empty text is one empty part).
+std::vector<std::string> SplitAtCommas(const std::string& text) {
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    for (std::size_t comma = text.find(','); comma != std::string::npos; comma = text.find(',', start)) {
+        parts.push_back(text.substr(start, comma - start));
+        start = comma + 1;
+    }
+    parts.push_back(text.substr(start));
+    return parts;
+}
+
 }  // namespace
 
 std::string ZBrokerAddress::Redact(const std::string& text) {
     std::string shown;
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t comma = text.find(',', start);
-        shown +=
-            RedactOne(text.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
-        if (comma == std::string::npos) {
-            return shown;
-        }
-        shown += ',';
-        start = comma + 1;
+    for (const std::string& part : SplitAtCommas(text)) {
+        shown += (shown.empty() ? "" : ",") + RedactOne(part);
     }
+    return shown;
 }
 
 std::string ZBrokerAddress::RedactOne(const std::string& url) {
@@ -173,10 +178,7 @@ bool ZBrokerAddress::Parse(const std::string& url, std::string& error) {
 bool ZBrokerAddress::ParseList(const std::string& urls, std::vector<ZBrokerAddress>& addresses,
                                std::string& error) {
     addresses.clear();
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t comma = urls.find(',', start);
-        std::string url = urls.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+    for (std::string url : SplitAtCommas(urls)) {
         const std::size_t first = url.find_first_not_of(" \t");
         url = first == std::string::npos ? std::string()
                                          : url.substr(first, url.find_last_not_of(" \t") - first + 1);
@@ -195,9 +197,6 @@ bool ZBrokerAddress::ParseList(const std::string& urls, std::vector<ZBrokerAddre
             return false;
         }
         addresses.push_back(std::move(address));
-        if (comma == std::string::npos) {
-            return true;
-        }
-        start = comma + 1;
     }
+    return true;
 }

@@ -318,7 +318,7 @@ void ZNodeCommMQTT::HandleConnect(int rc) {
         // A clean session forgets subscriptions, and messages sent but not acknowledged are sent
         // again by the library: the window starts empty.
         m_subscribing.clear();
-        m_refusedSubscriptions.clear();
+        m_refusedSubscriptions = 0;
         m_bConnectedLogged = false;
         for (const auto& topic : m_topics) {
             SubscribeLocked(topic.first);
@@ -351,8 +351,8 @@ void ZNodeCommMQTT::LogConnectedLocked() {
         ++m_stats.m_failovers;
     }
     std::string subscriptions = std::to_string(m_topics.size()) + " subscription(s)";
-    if (!m_refusedSubscriptions.empty()) {
-        subscriptions += ", " + std::to_string(m_refusedSubscriptions.size()) + " of them refused";
+    if (m_refusedSubscriptions > 0) {
+        subscriptions += ", " + std::to_string(m_refusedSubscriptions) + " of them refused";
     }
     const std::string from = moved ? " (moved from <" + m_lastBroker + ">)" : std::string();
     ZLOG(m_stats.m_connects > 1 ? LOGLEVEL_WARNING : LOGLEVEL_PROGRESS,

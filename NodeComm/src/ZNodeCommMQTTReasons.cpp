@@ -99,7 +99,7 @@ void ZNodeCommMQTT::HandleSubscribed(int mid, int count, const int* granted) {
         // ejabberd answers 3.1.1 clients with MQTT 5 codes too.
         const int code = count > 0 && granted != nullptr ? granted[0] : MQTT_RC_UNSPECIFIED;
         if (code >= MQTT_RC_UNSPECIFIED) {
-            m_refusedSubscriptions.push_back(topic);
+            ++m_refusedSubscriptions;
             const char* reason = mosquitto_reason_string(code);
             m_publicationRefusal =
                 RefusedWho() + " the subscription to <" + topic + ">: " + reason + " (0x" + ToHex(code) + ")";
@@ -116,11 +116,6 @@ void ZNodeCommMQTT::HandleSubscribed(int mid, int count, const int* granted) {
             onRefused(refusal);
         }
     }
-}
-
-std::vector<std::string> ZNodeCommMQTT::GetRefusedSubscriptions() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_refusedSubscriptions;
 }
 
 std::string ZNodeCommMQTT::ReasonText(int rc) const {

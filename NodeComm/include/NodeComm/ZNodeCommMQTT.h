@@ -87,8 +87,6 @@ public:
     std::size_t BufferedCount() const;
     // The broker of the current (or last) connection, as logs show it.
     std::string CurrentBroker() const;
-    // Subscriptions the broker refused since the last connection, by topic.
-    std::vector<std::string> GetRefusedSubscriptions() const;
 
     // Speak MQTT 5 rather than 3.1.1; call before Connect. A 3.1.1 broker drops a publication that
     // its ACL forbids without a word; over MQTT 5 it answers with a reason, which the transport logs
@@ -192,7 +190,7 @@ private:
     std::uint64_t m_droppedSinceWarning = 0;
     ZSteadyTimePoint m_lastDropWarning{};
     std::map<int, std::string> m_subscribing;  // unanswered SUBSCRIBEs of this connection, by mid
-    std::vector<std::string> m_refusedSubscriptions;
+    std::size_t m_refusedSubscriptions = 0;    // of this connection, for its Connected line
     std::size_t m_waitingAtConnect = 0;
     bool m_bConnectedLogged = false;
     std::string m_refusal;
